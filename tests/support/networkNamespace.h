@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "support/skip.h"
+
+#include <functional>
+#include <string>
+
+/// A network of its own for a test: interfaces, addresses, routes and ports that nothing else on the machine
+/// sees. It begins with loopback alone, up. All that is in it vanishes with this object, the threads and
+/// children that run in it, and the sockets made in it. Needs root and the `ip` tool: begin a test with
+///
+///    SKIP_BECAUSE(NetworkNamespace::whyNot());
+///    NetworkNamespace near, far;
+///    NetworkNamespace::connect(near, "eth0", far, "eth0");
+///    near.addAddress("eth0", "10.1.0.1/24");
+///    far.addAddress("eth0", "10.1.0.2/24");
+///    NetworkNamespace::Inside inside(near);   // the calling thread, and threads and children that it starts
+class NetworkNamespace
+{
+public:
+   /// Why this machine can't give namespaces; empty if it can.
+   static std::string whyNot();
+
+   /// The calling thread stays where it is. Throws std::runtime_error if there can be none.
+   NetworkNamespace();
+   ~NetworkNamespace();
+   NetworkNamespace(NetworkNamespace const &) = delete;
+   NetworkNamespace & operator=(NetworkNamespace const &) = delete;
+
+   /// Runs `commands`, one a line as they stand behind `ip`, in here. The first that fails fails the test;
+   /// false then.
+   bool ip(std::string const & commands) const;
+
+   /// Makes a link between two namespaces, or within one, both ends up and without any address.
+   static bool connect(NetworkNamespace const & left, std::string const & leftName,
+                       NetworkNamespace const & right, std::string const & rightName);
+
+   /// Gives an interface an address with its prefix length, "10.1.0.1/24" or "fd00::1/64". IPv6 addresses are
+   /// ready at once.
+   bool addAddress(std::string const & interfaceName, std::string const & address) const;
+
+   /// Puts the calling thread into a namespace, and back where it was at the end of the scope.
+   class Inside
+   {
+   public:
+      explicit Inside(NetworkNamespace const & where);
+      ~Inside();
+      Inside(Inside const &) = delete;
+      Inside & operator=(Inside const &) = delete;
+
+   private:
+      int before;
+   };
+
+   /// Runs `body` inside on a thread of its own, and waits for it.
+   void onThread(std::function<void()> const & body) const;
+
+   /// Runs `body` inside in a child process, for what would change this one, and waits for it. Failures in
+   /// there, and a death, fail the test.
+   void inChild(std::function<void()> const & body) const;
+
+private:
+   int descriptor;
+};

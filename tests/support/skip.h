@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+/// Skips the running test if `reason`, why the machine can't give what it needs, isn't empty.
+#define SKIP_BECAUSE(reason)                                                                                 \
+   do                                                                                                        \
+   {                                                                                                         \
+      std::string const whyToSkip = (reason);                                                                \
+      if (!whyToSkip.empty())                                                                                \
+         GTEST_SKIP() << whyToSkip;                                                                          \
+   } while (false)
