@@ -143,10 +143,9 @@ protected:
 private:
    static constexpr int theInlineSize = 64;
 
-   void useInline();
-   void useBlock(int wanted);
-   void reserveExactly(long long wanted);
-   void copyFrom(char const * text, std::size_t length);
+   void start(char const * text, std::size_t length);
+   void adopt(char * block, std::size_t size);
+   bool comparesWith(char const * text) const { return storage != nullptr && text != nullptr; }
 
    char inlineBuffer[theInlineSize];
    char * storage;
