@@ -19,12 +19,13 @@ int socketErrorNumber(boost::system::error_code const & error);
 /// The number of a failed name look-up (`EAI_` result).
 int resolverErrorNumber(int lookupResult);
 
-/// Notes the result of the calling thread's last look-up, so that lastSocketErrorNumber() can tell of it. 0
-/// clears it.
+/// Makes the failed result of a look-up the calling thread's last socket error, which it stays until another
+/// call fails; 0, a success, forgets an earlier failed look-up. To be called once nothing else follows the
+/// look-up that could set `errno`.
 void noteLookupResult(int lookupResult);
 
-/// The calling thread's last socket error: a noted look-up failure, else `errno`, mapped; 0 if there is none.
-/// `savedErrno` is errno as it was when the caller was entered.
+/// The calling thread's last socket error: a failed system call or a noted look-up, whichever was later. 0 if
+/// there is none. `savedErrno` is `errno` as it was when the caller was entered.
 int lastSocketErrorNumber(int savedErrno);
 
 } // namespace tsl::platform
