@@ -8,7 +8,7 @@
 #include <boost/smart_ptr/shared_ptr.hpp>
 
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <vector>
 
 /// What the machine's network interfaces are, and which one to use. A DtInetDevice is a snapshot of one
@@ -108,32 +108,33 @@ protected:
    /// Finds the adapter with this name, IPv4 address or IPv6 address and runs init() on it.
    virtual void scanDeviceByName(DtString const & name);
 
+   // An address that is there is handed out by const operations as a pointer to it.
    DtString name;
-   unsigned char macBytes[8];
-   std::uint32_t macLength;
+   unsigned char macBytes[8] = {};
+   std::uint32_t macLength = 0;
    DtString macText;
-   std::unique_ptr<DtInetAddr> ipv4Address;
-   std::unique_ptr<DtInetAddr> ipv4Mask;
-   std::unique_ptr<DtInetAddr> ipv6Address;
-   DtInetIpv6Scope scope;
-   bool broadcastCapable;
-   std::unique_ptr<DtInetAddr> ipv4Broadcast;
-   std::unique_ptr<DtInetAddr> ipv6Broadcast;
-   DtInetUtils::DtInetAddrFamily family;
-   bool multicastCapable;
+   mutable std::optional<DtInetAddr> ipv4Address;
+   mutable std::optional<DtInetAddr> ipv4Mask;
+   mutable std::optional<DtInetAddr> ipv6Address;
+   DtInetIpv6Scope scope = DtInetIpv6ScopeLink;
+   bool broadcastCapable = false;
+   mutable std::optional<DtInetAddr> ipv4Broadcast;
+   mutable std::optional<DtInetAddr> ipv6Broadcast;
+   DtInetUtils::DtInetAddrFamily family = DtInetUtils::DtInetFamilyIpv4;
+   bool multicastCapable = false;
    /// The groups that the interface is in.
-   std::vector<std::unique_ptr<DtInetAddr>> ipv4Groups;
-   std::vector<std::unique_ptr<DtInetAddr>> ipv6Groups;
-   std::uint32_t maxTransmissionUnit;
-   std::uint32_t state;
-   DtInetIfLinkType linkType;
-   std::uint32_t index;
-   bool hasError;
+   std::vector<DtInetAddr> ipv4Groups;
+   std::vector<DtInetAddr> ipv6Groups;
+   std::uint32_t maxTransmissionUnit = 1500;
+   std::uint32_t state = 4;
+   DtInetIfLinkType linkType = DtInetIfOther;
+   std::uint32_t index = 0;
+   bool hasError = false;
    DtString lastError;
-   std::uint32_t spareNumbers[2];
+   /// Read by nothing.
+   std::uint32_t spareNumbers[2] = {448, 3};
 
 private:
-   explicit DtInetDevice(DtInetUtils::DtInetAddrFamily wantedFamily);
    void initIpv4(_IP_ADAPTER_ADDRESSES_LH const & adapter);
    void initIpv6(_IP_ADAPTER_ADDRESSES_LH const & adapter);
 };
