@@ -4,6 +4,7 @@
 #include "tslutil/thread/tslMutex.h"
 #include "tslutil/tslutilExport.h"
 
+#include <atomic>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -37,10 +38,11 @@ private:
    friend class DtOutputStream;
 
    void forget(DtOutputStream const * stream);
+   void deliver(bool stamp);
 
    std::string myLine;
    DtMutex myMutex;
-   DtOutputStream * myStream;
+   std::atomic<DtOutputStream *> myStream;
 };
 
 /// A graded stream of notifications: prints while its threshold is not above a level that it shares with

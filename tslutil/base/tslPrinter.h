@@ -84,7 +84,7 @@ protected:
    virtual void cacheFilename(std::string const & fileName);
 
 private:
-   void open(char const * fileName);
+   void open(char const * fileName, std::time_t now);
    void roll(std::time_t now);
 
    mutable DtMutex myMutex;
