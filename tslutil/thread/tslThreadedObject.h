@@ -82,8 +82,8 @@ struct DtThreadControl;
 class TSLUTIL_EXPORT DtThread
 {
 public:
-   /// `start` must not be empty.
-   explicit DtThread(boost::shared_ptr<DtThreadStart> start);
+   /// `what` must not be empty.
+   explicit DtThread(boost::shared_ptr<DtThreadStart> what);
    DtThread(DtThread const &) = delete;
    DtThread & operator=(DtThread const &) = delete;
 
@@ -129,7 +129,7 @@ protected:
 private:
    friend class DtThreadedObject;
 
-   static void abandon(DtThread * thread);
+   static void abandon(std::shared_ptr<DtThread> thread);
 
    std::atomic<void *> threadHandle;
    bool volatile stopFlag;
@@ -163,7 +163,8 @@ public:
    /// waiting stop.
    void stop(bool wait);
 
-   /// Waits for the body to return by itself, looking every 0.1 s. Nothing without a thread.
+   /// Waits for the body to return, looking every 0.1 s and not at once; another thread may stop it
+   /// meanwhile. Nothing without a thread.
    void join();
 
    /// Replaces the runnable. Throws DtThreadAlreadyRunning if running, DtInvalidInput on null.
@@ -183,6 +184,7 @@ private:
 
    bool runningFlag;
    boost::shared_ptr<DtRunnable> myRunnable;
-   std::atomic<DtThread *> thread;
+   std::shared_ptr<DtThread> thread;
+   std::atomic<bool> hasThread;
    mutable DtMutex mutex;
 };
