@@ -2,13 +2,13 @@
 #pragma once
 
 #include "tslutil/base/tslString.h"
+#include "tslutil/base/tslU128.h"
 #include "tslutil/inet/tslInetAddrString.h"
 #include "tslutil/inet/tslInetResLoc.h"
 #include "tslutil/tslutilExport.h"
 
 #include <cstdint>
 
-class DtU128;
 struct sockaddr_in;
 struct sockaddr_in6;
 struct sockaddr_storage;
@@ -120,22 +120,24 @@ public:
    virtual void * boostAddress();
 
 private:
+   void copyFields(DtInetAddr const & other);
    void initFromStrings(char const * address, char const * maskOrPrefix);
+   void initWithPrefix(unsigned long prefixLen);
    void init();
    void initIpv4();
    void initIpv6();
 
-   // The address object itself, constructed in place so that a copy takes no memory.
+   // The Boost address, constructed in place so that a copy takes no memory.
    alignas(8) unsigned char myAddress[32];
-   std::uint32_t myNetmask;
-   std::uint64_t myPrefixLen;
-   DtInetAddr * myBroadcastAddr;
-   DtInetAddr * myLoopbackAddr;
-   bool amBroadcast;
-   bool amMulticast;
-   bool amLoopback;
-   bool amAny;
-   DtInetIpv6Scope myScope;
+   std::uint32_t myNetmask = 0;
+   std::uint64_t myPrefixLen = 0;
+   DtInetAddr * myBroadcastAddr = nullptr;
+   DtInetAddr * myLoopbackAddr = nullptr;
+   bool amBroadcast = false;
+   bool amMulticast = false;
+   bool amLoopback = false;
+   bool amAny = false;
+   DtInetIpv6Scope myScope = DtInetIpv6ScopeNone;
 };
 
 /// Equal addresses of one family. Scope 0 matches any scope. An IPv4 address is never equal to its IPv6 form.

@@ -89,23 +89,24 @@ protected:
 private:
    friend struct tsl::EndpointAccess;
 
-   bool takeDeviceAddress(DtString const & text, DtInetUtils::DtInetAddrFamily family);
-   void takeHostAddress(DtString const & text, DtString const & host, DtInetUtils::DtInetAddrFamily family);
+   void copyEndpoints(DtInetEndpoint const & other);
+   bool takeDevice(DtString const & text, DtInetUtils::DtInetAddrFamily family);
+   void takeHost(DtString const & text, DtString const & host, DtInetUtils::DtInetAddrFamily family);
    void takeLiteral(DtString const & literal, DtString const & suffix, int suffixKind);
 
    // The Boost endpoints, constructed in place so that neither a copy nor a received datagram takes memory.
    alignas(8) unsigned char myTcpEndpoint[32];
    alignas(8) unsigned char myUdpEndpoint[32];
-   bool hasTcpEndpoint;
-   bool hasUdpEndpoint;
-   // Address and port are what tsl::EndpointAccess::setSender() makes of the bytes in the UDP endpoint.
-   bool isSender;
+   bool hasTcpEndpoint = false;
+   bool hasUdpEndpoint = false;
+   // Address and port are those of the UDP endpoint, set by tsl::EndpointAccess::setSender() and not since.
+   bool isSender = false;
    DtInetAddr myAddress;
-   unsigned short myPort;
-   DtInetProtocol myProtocol;
-   bool hasFailed;
+   unsigned short myPort = 0;
+   DtInetProtocol myProtocol = DtInetProtoNone;
+   bool hasFailed = false;
    DtString myLastError;
-   mutable bool textValid;
+   mutable bool textValid = false;
    mutable DtString myText;
    mutable DtString myTextWithProtocol;
 };
