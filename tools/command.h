@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace CLI
+{
+class App;
+}
+
+/// What the program ends with.
+enum ExitCode : int
+{
+   ExitWell = 0,
+   /// What was to be shown does not hold.
+   ExitFailed = 1,
+   /// The call can't be carried out: usage, an unreadable file.
+   ExitUsage = 2
+};
+
+// Each function adds one command with its options to the program. The command runs when its options have been
+// read, writes its result to standard output and what went wrong to standard error, and sets `code`, which
+// must outlive `app`.
+
+/// A recording goes out through one DIS socket and comes back through another.
+void addExchangeCommand(CLI::App & app, ExitCode & code);

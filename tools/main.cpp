@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// The command-line program `tsl`: shows what the library does, on the user's own data.
+#include "tools/command.h"
+
+#include <CLI/CLI.hpp>
+
+int main(int argc, char ** argv)
+{
+   CLI::App app("Shows what tslutil, the utility library for distributed simulation, does with your data.",
+                "tsl");
+   app.set_version_flag("--version", TSLUTIL_VERSION);
+   app.require_subcommand(1);
+   ExitCode code = ExitWell;
+   addExchangeCommand(app, code);
+   try
+   {
+      app.parse(argc, argv);
+   }
+   catch (CLI::ParseError const & error)
+   {
+      return app.exit(error) == 0 ? ExitWell : ExitUsage;
+   }
+   return code;
+}
