@@ -127,8 +127,8 @@ TEST(Adapters, AreCompletedOnceWithTheirOwnGroups)
    EXPECT_EQ(setsockopt(member, IPPROTO_IP, IP_ADD_MEMBERSHIP, &group, sizeof group), 0);
    Adapter adapter = adapterNamed("eth0");
    EXPECT_TRUE(adapter.multicast.empty());
-   completeAdapter(adapter);
-   completeAdapter(adapter);
+   completeAdapters({&adapter});
+   completeAdapters({&adapter});
    std::vector<std::string> groups;
    for (AdapterAddress const & address : adapter.multicast)
    {

@@ -74,7 +74,7 @@ struct Adapter
    std::vector<AdapterAddress> anycast;
    /// The prefix of each unicast address, in step with them.
    std::vector<AdapterPrefix> prefixes;
-   /// The groups that the adapter is in. Filled by completeAdapter alone.
+   /// The groups that the adapter is in. Filled by completeAdapters alone.
    std::vector<AdapterAddress> multicast;
    bool isComplete = false;
 };
@@ -90,9 +90,10 @@ struct Ipv4Entry
 /// or 6, or of both for any other value. False if the system can't tell; `adapters` is then unchanged.
 bool readAdapters(int family, std::vector<Adapter> & adapters);
 
-/// Adds what is dear to find out and of use for a single adapter: its groups, and whether an Ethernet adapter
-/// is wireless. Does nothing to one that is complete. Groups that the system doesn't tell of are left out.
-void completeAdapter(Adapter & adapter);
+/// Adds what is dear to find out and of use only for adapters that are shown to someone: their groups, and
+/// whether an Ethernet adapter is wireless. Passes over those that are complete. Groups that the system
+/// doesn't tell of are left out.
+void completeAdapters(std::vector<Adapter *> const & adapters);
 
 /// Reads all IPv4 addresses of the machine. False if the system can't tell; `entries` is then unchanged.
 bool readIpv4Entries(std::vector<Ipv4Entry> & entries);

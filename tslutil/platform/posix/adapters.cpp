@@ -301,27 +301,37 @@ void forEachLine(char const * path, std::function<void(char const *)> const & ta
       take(line);
 }
 
+typedef std::map<std::uint32_t, Adapter *> KnownAdapters;
+
+Adapter * adapterOf(KnownAdapters const & adapters, std::uint32_t index)
+{
+   auto const found = adapters.find(index);
+   return found == adapters.end() ? nullptr : found->second;
+}
+
 /// A line that begins with an index names an adapter, the indented ones behind it are its groups, each as the
 /// machine's own reading of four bytes in network order.
-void addIpv4Groups(Adapter & adapter)
+void addIpv4Groups(KnownAdapters const & adapters)
 {
-   unsigned current = 0;
+   Adapter * current = nullptr;
    forEachLine("/proc/thread-self/net/igmp",
                [&](char const * line)
                {
-                  unsigned group = 0;
-                  if (line[0] != '\t' && std::sscanf(line, "%u", &current) != 1)
-                     current = 0;
-                  if (line[0] != '\t' || current != adapter.index || std::sscanf(line, "%x", &group) != 1)
+                  bool const isGroup = line[0] == '\t';
+                  unsigned number = 0;
+                  bool const isNumber = std::sscanf(line, isGroup ? "%x" : "%u", &number) == 1;
+                  if (!isGroup)
+                     current = isNumber ? adapterOf(adapters, number) : nullptr;
+                  if (!isGroup || !isNumber || current == nullptr)
                      return;
                   AdapterAddress address;
                   address.family = 4;
-                  std::memcpy(address.bytes.data(), &group, sizeof group);
-                  adapter.multicast.push_back(address);
+                  std::memcpy(address.bytes.data(), &number, sizeof number);
+                  current->multicast.push_back(address);
                });
 }
 
-void addIpv6Groups(Adapter & adapter)
+void addIpv6Groups(KnownAdapters const & adapters)
 {
    forEachLine("/proc/thread-self/net/igmp6",
                [&](char const * line)
@@ -329,7 +339,7 @@ void addIpv6Groups(Adapter & adapter)
                   unsigned index = 0;
                   char digits[33] = {};
                   if (std::sscanf(line, "%u %*s %32[0-9a-f]", &index, digits) != 2 ||
-                      index != adapter.ipv6Index || std::strlen(digits) != 32)
+                      std::strlen(digits) != 32 || adapterOf(adapters, index) == nullptr)
                      return;
                   AdapterAddress address;
                   address.family = 6;
@@ -337,7 +347,7 @@ void addIpv6Groups(Adapter & adapter)
                      address.bytes[i] =
                         static_cast<unsigned char>(std::stoul(std::string(digits + 2 * i, 2), nullptr, 16));
                   address.scopeId = scopeIdOf(address.bytes, index);
-                  adapter.multicast.push_back(address);
+                  adapterOf(adapters, index)->multicast.push_back(address);
                });
 }
 
@@ -370,15 +380,22 @@ bool readAdapters(int family, std::vector<Adapter> & adapters)
    return true;
 }
 
-void completeAdapter(Adapter & adapter)
+void completeAdapters(std::vector<Adapter *> const & adapters)
 {
-   if (adapter.isComplete)
+   KnownAdapters incomplete;
+   for (Adapter * adapter : adapters)
+   {
+      if (adapter->isComplete)
+         continue;
+      incomplete[adapter->index] = adapter;
+      if (adapter->type == adapterEthernet && isWireless(adapter->name))
+         adapter->type = adapterWireless;
+      adapter->isComplete = true;
+   }
+   if (incomplete.empty())
       return;
-   if (adapter.type == adapterEthernet && isWireless(adapter.name))
-      adapter.type = adapterWireless;
-   addIpv4Groups(adapter);
-   addIpv6Groups(adapter);
-   adapter.isComplete = true;
+   addIpv4Groups(incomplete);
+   addIpv6Groups(incomplete);
 }
 
 bool readIpv4Entries(std::vector<Ipv4Entry> & entries)
