@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+#include "tools/capture.h"
+
+#include "support/temporaryFolder.h"
+#include "tools/usageError.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+
+using Text = std::string;
+
+Text big16(std::size_t value)
+{
+   return {static_cast<char>(value >> 8), static_cast<char>(value)};
+}
+
+Text little32(std::size_t value)
+{
+   Text text;
+   for (int shift = 0; shift < 32; shift += 8)
+      text += static_cast<char>(value >> shift);
+   return text;
+}
+
+Text udp(Text const & payload, std::size_t surplus = 0)
+{
+   return Text(4, 0) + big16(8 + payload.size() + surplus) + Text(2, 0) + payload;
+}
+
+Text ipv4(Text const & inner, int protocol = 17, int fragment = 0, int words = 5)
+{
+   Text header(static_cast<std::size_t>(words) * 4, 0);
+   header[0] = static_cast<char>(0x40 | words);
+   header.replace(6, 2, big16(static_cast<std::size_t>(fragment)));
+   header[9] = static_cast<char>(protocol);
+   return header + inner;
+}
+
+Text ipv6(Text const & inner)
+{
+   Text header(40, 0);
+   header[0] = 0x60;
+   header[6] = 17;
+   return header + inner;
+}
+
+Text ethernet(std::size_t type, Text const & inner)
+{
+   return Text(12, 0) + big16(type) + inner;
+}
+
+Text file(int link, Text const & packet, std::size_t cut = 0)
+{
+   Text const kept = packet.substr(0, packet.size() - cut);
+   return little32(0xA1B2C3D4) + little32(0x00040002) + Text(8, 0) + little32(65535) +
+          little32(static_cast<std::size_t>(link)) + Text(8, 0) + little32(kept.size()) +
+          little32(packet.size()) + kept;
+}
+
+class ReadCapture : public testing::Test
+{
+protected:
+   Capture read(Text const & content) { return readCapture(folder.write("recording.pcap", content)); }
+
+   TemporaryFolder folder;
+};
+
+TEST_F(ReadCapture, FindsTheDatagramBehindEveryHeader)
+{
+   constexpr int raw = 101, cooked = 113, cooked2 = 276, loopback = 0;
+   Text const datagram = udp("payload");
+   Text const vlan = big16(7) + big16(0x0800);
+   struct Case
+   {
+      char const * what;
+      Text content;
+      bool found;
+   } const cases[] = {
+      {"Ethernet, IPv4", file(1, ethernet(0x0800, ipv4(datagram))), true},
+      {"Ethernet padding", file(1, ethernet(0x0800, ipv4(datagram) + Text(18, 0))), true},
+      {"Ethernet, VLAN", file(1, ethernet(0x8100, vlan + ipv4(datagram))), true},
+      {"Ethernet, two VLANs", file(1, ethernet(0x88A8, big16(1) + big16(0x8100) + vlan + ipv4(datagram))),
+       true},
+      {"Ethernet, IPv6", file(1, ethernet(0x86DD, ipv6(datagram))), true},
+      {"Ethernet, ARP", file(1, ethernet(0x0806, ipv4(datagram))), false},
+      {"IPv4 options", file(1, ethernet(0x0800, ipv4(datagram, 17, 0, 7))), true},
+      {"do not fragment", file(1, ethernet(0x0800, ipv4(datagram, 17, 0x4000))), true},
+      {"first fragment", file(1, ethernet(0x0800, ipv4(datagram, 17, 0x2000))), false},
+      {"later fragment", file(1, ethernet(0x0800, ipv4(datagram, 17, 0x0010))), false},
+      {"TCP", file(1, ethernet(0x0800, ipv4(datagram, 6))), false},
+      {"cut while recording", file(1, ethernet(0x0800, ipv4(datagram)), 1), false},
+      {"UDP length beyond the packet", file(1, ethernet(0x0800, ipv4(udp("payload", 1)))), false},
+      {"raw IPv4", file(raw, ipv4(datagram)), true},
+      {"raw IPv6", file(raw, ipv6(datagram)), true},
+      {"loopback", file(loopback, Text(4, 0) + ipv4(datagram)), true},
+      {"cooked", file(cooked, Text(14, 0) + big16(0x0800) + ipv4(datagram)), true},
+      {"cooked, second form", file(cooked2, big16(0x86DD) + Text(18, 0) + ipv6(datagram)), true},
+      {"unknown link", file(147, ipv4(datagram)), false},
+      {"nothing behind the link", file(1, Text(13, 0)), false},
+   };
+   for (Case const & c : cases)
+   {
+      Capture const capture = read(c.content);
+      ASSERT_EQ(capture.datagrams.size(), c.found ? 1u : 0u) << c.what;
+      EXPECT_EQ(capture.otherPackets, c.found ? 0u : 1u) << c.what;
+      for (std::vector<char> const & payload : capture.datagrams)
+         EXPECT_EQ(Text(payload.begin(), payload.end()), "payload") << c.what;
+   }
+}
+
+TEST_F(ReadCapture, TellsWhichFileCannotBeReadAndWhy)
+{
+   Text const whole = file(1, ethernet(0x0800, ipv4(udp("payload"))));
+   for (Text const & content :
+        {Text(), Text("no capture at all, but text"), whole.substr(0, whole.size() - 3)})
+   {
+      try
+      {
+         read(content);
+         ADD_FAILURE() << "read " << content.size() << " bytes";
+      }
+      catch (UsageError const & error)
+      {
+         EXPECT_NE(Text(error.what()).find(folder.path()), Text::npos) << error.what();
+      }
+   }
+   EXPECT_THROW(readCapture(folder.path("none.pcap")), UsageError);
+}
+
+} // namespace
