@@ -219,8 +219,9 @@ public:
 
    operator Host() const
    {
+      // The hint, here and in store, keeps the default ordering the straight way through.
       Bits bits;
-      if (Encoding::usesDefault(DtNetworkByteOrdering()))
+      if (__builtin_expect(Encoding::usesDefault(DtNetworkByteOrdering()), true))
          Encoding::Default::read(bytes, bits);
       else
          Encoding::Other::read(bytes, bits);
@@ -237,7 +238,7 @@ private:
    {
       Bits bits;
       std::memcpy(&bits, &number, sizeof bits);
-      if (Encoding::usesDefault(DtNetworkByteOrdering()))
+      if (__builtin_expect(Encoding::usesDefault(DtNetworkByteOrdering()), true))
          Encoding::Default::write(bytes, bits);
       else
          Encoding::Other::write(bytes, bits);

@@ -44,41 +44,9 @@ int indexOf(char const * found, char const * text)
 
 // Storage.
 
-DtString::DtString() : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
-{
-   inlineBuffer[0] = '\0';
-}
-
-DtString::DtString(DtString const & other) : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
-{
-   if (other.capacity == theInlineSize)
-   {
-      std::memcpy(inlineBuffer, other.storage, theInlineSize);
-      return;
-   }
-   inlineBuffer[0] = '\0';
-   std::size_t const size = static_cast<std::size_t>(other.capacity);
-   if (size > theInlineSize)
-      adopt(newBlock(size), size);
-   if (size > 0)
-      std::memcpy(storage, other.storage, size);
-}
-
-DtString::DtString(std::string const & text)
+DtString::DtString(std::string const & text) : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
 {
    start(text.data(), text.size());
-}
-
-DtString::DtString(char const * text)
-{
-   start(text, lengthOf(text));
-}
-
-DtString::DtString(char const * text, int count)
-{
-   if (text != nullptr && count < -1)
-      throw std::bad_alloc();
-   start(text, text == nullptr || count < 0 ? 0 : static_cast<std::size_t>(count));
 }
 
 DtString::DtString(char character) : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
@@ -87,40 +55,28 @@ DtString::DtString(char character) : storage(inlineBuffer), onHeap(false), capac
    inlineBuffer[1] = '\0';
 }
 
-DtString::~DtString()
+void DtString::startInBlock(char const * text, std::size_t length)
 {
-   if (onHeap)
-      clear();
+   take(newBlock(length + 1), length + 1);
+   std::memcpy(storage, text, length);
+   storage[length] = '\0';
 }
 
-void DtString::start(char const * text, std::size_t length)
+void DtString::startAs(DtString const & other)
 {
-   storage = inlineBuffer;
-   onHeap = false;
-   capacity = theInlineSize;
-   if (length >= theInlineSize)
-      adopt(newBlock(length + 1), length + 1);
-   if (length > 0)
-      std::memcpy(storage, text, length);
-   storage[length] = '\0';
+   inlineBuffer[0] = '\0';
+   std::size_t const size = static_cast<std::size_t>(other.capacity);
+   if (size > theInlineSize)
+      take(newBlock(size), size);
+   if (size > 0)
+      std::memcpy(storage, other.storage, size);
 }
 
 void DtString::adopt(char * block, std::size_t size)
 {
    if (onHeap)
       delete[] storage;
-   storage = block;
-   onHeap = true;
-   capacity = static_cast<int>(size);
-}
-
-void DtString::clear()
-{
-   if (onHeap)
-      delete[] storage;
-   storage = nullptr;
-   onHeap = false;
-   capacity = 0;
+   take(block, size);
 }
 
 DtString & DtString::operator=(DtString const & other)
@@ -201,7 +157,7 @@ bool DtString::caseCompare(DtString const & other) const
 
 bool DtString::caseCompare(char const * text) const
 {
-   return comparesWith(text) && tsl::platform::equalIgnoringCase(storage, text);
+   return comparesWith(text) && tsl::platform::compareIgnoringCase(storage, text) == 0;
 }
 
 // Concatenation.

@@ -4,6 +4,7 @@
 #include "tslutil/tslutilExport.h"
 
 #include <cstddef>
+#include <cstring>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -144,7 +145,15 @@ private:
    static constexpr int theInlineSize = 64;
 
    void start(char const * text, std::size_t length);
+   void startInBlock(char const * text, std::size_t length);
+   void startAs(DtString const & other);
    void adopt(char * block, std::size_t size);
+   void take(char * block, std::size_t size)
+   {
+      storage = block;
+      onHeap = true;
+      capacity = static_cast<int>(size);
+   }
    bool comparesWith(char const * text) const { return storage != nullptr && text != nullptr; }
 
    char inlineBuffer[theInlineSize];
@@ -152,6 +161,60 @@ private:
    bool onHeap;
    int capacity;
 };
+
+// Short text is made, copied and dropped without a call.
+
+inline DtString::DtString() : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
+{
+   inlineBuffer[0] = '\0';
+}
+
+inline DtString::DtString(DtString const & other)
+   : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
+{
+   if (other.capacity == theInlineSize)
+      std::memcpy(inlineBuffer, other.storage, theInlineSize);
+   else
+      startAs(other);
+}
+
+inline DtString::DtString(char const * text) : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
+{
+   start(text, text == nullptr ? 0 : std::strlen(text));
+}
+
+inline DtString::DtString(char const * text, int count)
+   : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
+{
+   start(text, text == nullptr || count == -1 ? 0 : static_cast<std::size_t>(count));
+}
+
+inline DtString::~DtString()
+{
+   if (onHeap)
+      clear();
+}
+
+inline void DtString::clear()
+{
+   if (onHeap)
+      delete[] storage;
+   storage = nullptr;
+   onHeap = false;
+   capacity = 0;
+}
+
+inline void DtString::start(char const * text, std::size_t length)
+{
+   if (length >= theInlineSize)
+   {
+      startInBlock(text, length);
+      return;
+   }
+   if (length > 0)
+      std::memcpy(inlineBuffer, text, length);
+   inlineBuffer[length] = '\0';
+}
 
 /// Comparisons of two strings: the left side's operation with the right side's text.
 TSLUTIL_EXPORT bool operator==(DtString const & left, DtString const & right);

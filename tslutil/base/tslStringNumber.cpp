@@ -4,6 +4,7 @@
 
 #include "tslutil/platform/text.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <charconv>
@@ -30,11 +31,68 @@ DtString::DtString(long number) : DtString(static_cast<int>(number)) {}
 
 DtString::DtString(unsigned long number) : DtString(static_cast<unsigned int>(number)) {}
 
+namespace
+{
+
+int const theDigits = 13;
+
+/// The 13 digits of a number from 1e-4 to below 1e13, exactly rounded, ties to even, as an integer; the
+/// number is that integer divided by ten to the power of `scale`. False if it lies outside that range.
+bool digitsOf(double number, std::uint64_t & digits, int & scale)
+{
+   static double const powersOfTen[] = {1,   1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,
+                                        1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17};
+   if (!(number >= 1e-4 && number < 1e13))
+      return false;
+   // The power of two tells the power of ten, or the one below it.
+   scale = theDigits - 1 - static_cast<int>(std::floor(std::ilogb(number) * 0.30103));
+   for (; scale >= 0; --scale)
+   {
+      digits = static_cast<std::uint64_t>(number * powersOfTen[scale]);
+      // Of the exact product: the power is exact, and the sum is rounded once.
+      double const aboveHalf = std::fma(number, powersOfTen[scale], -(static_cast<double>(digits) + 0.5));
+      if (aboveHalf > 0 || (aboveHalf == 0 && digits % 2 != 0))
+         ++digits;
+      if (digits < 10000000000000u)
+         return true;
+   }
+   return false;
+}
+
+/// Writes the digits with a point `scale` digits from their end and without zeros at the end; the end.
+char * writeDecimal(char * to, std::uint64_t digits, int scale)
+{
+   while (scale > 0 && digits % 10 == 0)
+   {
+      digits /= 10;
+      --scale;
+   }
+   char text[theDigits + 1];
+   int const count = static_cast<int>(std::to_chars(text, text + sizeof text, digits).ptr - text);
+   int const whole = count - scale;
+   to = whole > 0 ? std::copy_n(text, whole, to) : std::copy_n("0", 1, to);
+   if (scale == 0)
+      return to;
+   *to++ = '.';
+   to = std::fill_n(to, std::max(-whole, 0), '0');
+   return std::copy(text + std::max(whole, 0), text + count, to);
+}
+
+} // namespace
+
 DtString::DtString(double number) : DtString()
 {
-   char * const end =
-      std::to_chars(inlineBuffer, inlineBuffer + theInlineSize - 1, number, std::chars_format::general, 13)
-         .ptr;
+   char * end = inlineBuffer;
+   std::uint64_t digits = 0;
+   int scale = 0;
+   if (std::signbit(number))
+      *end++ = '-';
+   if (digitsOf(std::fabs(number), digits, scale))
+      end = writeDecimal(end, digits, scale);
+   else
+      end = std::to_chars(inlineBuffer, inlineBuffer + theInlineSize - 1, number, std::chars_format::general,
+                          theDigits)
+               .ptr;
    *end = '\0';
    // The locale has a say in the decimal point alone.
    if (std::strchr(inlineBuffer, '.') != nullptr && !tsl::platform::decimalPointIsDot())

@@ -5,8 +5,8 @@
 namespace tsl::platform
 {
 
-/// Whether two texts are equal but for upper and lower case.
-bool equalIgnoringCase(char const * left, char const * right);
+/// Compares two texts but for upper and lower case: below 0, 0 or above 0, as std::strcmp does.
+int compareIgnoringCase(char const * left, char const * right);
 
 /// Whether numbers are written with "." ahead of their fraction.
 bool decimalPointIsDot();

@@ -8,9 +8,9 @@
 namespace tsl::platform
 {
 
-bool equalIgnoringCase(char const * left, char const * right)
+int compareIgnoringCase(char const * left, char const * right)
 {
-   return strcasecmp(left, right) == 0;
+   return strcasecmp(left, right);
 }
 
 bool decimalPointIsDot()
