@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/base/throw.h"
 
+#include "tslutil/system/tslFilename.h"
+
 namespace tsl
 {
 
 DtString sourceFileName(char const * path)
 {
-   DtString name(path);
-   name.snipFront('/', true);
-   return name;
+   return DtFilename::stripPath(DtFilename(path));
 }
 
 } // namespace tsl
