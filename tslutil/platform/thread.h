@@ -14,8 +14,8 @@ struct Thread
    std::uintptr_t id = 0;
 };
 
-/// Starts `body` on a new thread of default stack size. On it all signals are blocked but those of a fault, so
-/// that the application's handlers run on its own threads. False, and `thread` as it was, if the system
+/// Starts `body` on a new thread of default stack size. On it all signals are blocked but those of a fault,
+/// so that the application's handlers run on its own threads. False, and `thread` as it was, if the system
 /// refuses.
 bool startThread(Thread & thread, std::function<void()> body);
 
