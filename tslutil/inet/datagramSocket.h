@@ -43,7 +43,9 @@ public:
    /// has, also if the address is to be shared.
    int bind(DtInetEndpoint const & local);
 
-   /// The port that the socket is bound to.
+   /// The address and port that the system has for the socket.
+   int localName(platform::SocketName & name) const;
+   /// The port alone.
    int localPort(unsigned short & port) const;
 
    /// Connects to a peer, which can't be the any-address or port 0. A send to it then goes the short way.
@@ -57,8 +59,10 @@ public:
 
    /// Sends one datagram to an endpoint that has protocol UDP. The any-address and port 0 are refused.
    platform::Transfer sendTo(void const * data, std::size_t size, DtInetEndpoint const & to);
-   /// The same for a chain, gathered by the system, of which the first 64 vectors count.
-   platform::Transfer sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to);
+   /// The same for a chain, gathered by the system, of which the first 64 vectors count. An interface number
+   /// other than 0 names the interface that it leaves by.
+   platform::Transfer sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to,
+                             std::uint32_t interfaceIndex = 0);
 
    /// Receives one datagram and, unless `from` is null, its sender. A larger one than the memory is an error.
    platform::Transfer receive(void * data, std::size_t size, platform::SocketName * from);

@@ -126,11 +126,19 @@ public:
    /// are.
    bool isNonBlocking() const
    {
+      DtScopedLock const lock(myBoostState, myBoostSocket != nullptr);
       return myBoostSocket == nullptr ? myNonBlocking.load(std::memory_order_relaxed)
                                       : myBoostSocket->non_blocking();
    }
 
    bool hasBoostSocket() const { return myBoostSocket != nullptr; }
+
+   /// Takes over a Boost socket in place of the one that this is.
+   void adopt(std::unique_ptr<BoostSocket> socket)
+   {
+      close();
+      myBoostSocket = std::move(socket);
+   }
 
    /// The Boost socket, open if this one is. Belongs to this object.
    BoostSocket & boostSocket()
@@ -167,7 +175,7 @@ private:
    platform::SocketHandle myHandle;
    std::atomic<bool> myNonBlocking;
    std::unique_ptr<BoostSocket> myBoostSocket;
-   DtMutex myBoostState;
+   DtMutex mutable myBoostState;
 };
 
 } // namespace tsl

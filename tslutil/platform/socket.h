@@ -48,6 +48,9 @@ struct SocketName
 
 bool operator==(SocketName const & left, SocketName const & right);
 
+/// The port of an IPv4 or IPv6 name.
+unsigned short portOf(SocketName const & name);
+
 /// Opens a socket that children don't inherit.
 int openSocket(int family, int type, int protocol, SocketHandle & socket);
 
@@ -82,5 +85,9 @@ int waitUntilWritable(SocketHandle socket);
 
 /// Whether an error says that the call would have had to wait.
 bool isWouldBlock(int error);
+
+/// Why a name can't be that of a peer: the any-address and port 0 can't, whatever the system makes of them,
+/// nor can null. 0 if it can.
+int checkPeer(sockaddr const * name);
 
 } // namespace tsl::platform

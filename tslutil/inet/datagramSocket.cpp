@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+#include "tslutil/inet/datagramSocket.h"
+
+#include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/socketAccess.h"
+#include "tslutil/platform/datagramScope.h"
+
+#include <algorithm>
+
+namespace tsl
+{
+
+using platform::SocketName;
+using platform::Transfer;
+
+namespace
+{
+
+constexpr int theRefused = 10061;
+constexpr int theReset = 10054;
+
+SocketName nameOf(DtInetEndpoint const & endpoint)
+{
+   std::size_t size = 0;
+   sockaddr const * const name = EndpointAccess::systemName(endpoint, DtInetProtoUdp, size);
+   return {name, name == nullptr ? 0 : size};
+}
+
+// Receives once there is something, unless the socket doesn't wait.
+template<class Receive>
+Transfer receiveWhenThere(DatagramSocket const & socket, Receive const & receive)
+{
+   for (;;)
+   {
+      Transfer const got = receive();
+      if (got.error == 0 || !platform::isWouldBlock(got.error) || socket.isNonBlocking())
+         return got;
+      if (int const error = platform::waitUntilReadable(socket.handle()))
+         return {0, error};
+   }
+}
+
+} // namespace
+
+ChainSlices::ChainSlices(DtInetSockChain const & chain)
+   : myCount(std::min(chain.size(), platform::theMaxSlices))
+{
+   for (std::size_t i = 0; i < myCount; ++i)
+      mySlices[i] = {chain[i]->data(), chain[i]->size()};
+}
+
+int datagramErrorNumber(int error)
+{
+   int const number = errorNumber(error);
+   return number == theRefused ? theReset : number;
+}
+
+int DatagramSocket::open(boost::asio::ip::udp const & protocol)
+{
+   myPeer = SocketName();
+   if (int const error = LazySocket::open(protocol))
+      return error;
+   return platform::prepareDatagramSocket(handle(), protocol == boost::asio::ip::udp::v6());
+}
+
+int DatagramSocket::bind(DtInetEndpoint const & local)
+{
+   SocketName const name = nameOf(local);
+   boost::asio::socket_base::reuse_address shared;
+   if (local.port() == 0)
+      if (int const error = get(shared))
+         return error;
+   if (!shared.value())
+      return platform::bindSocket(handle(), name.data(), name.size);
+   // Among sockets that share, the system would choose a port that another one has.
+   int error = set(boost::asio::socket_base::reuse_address(false));
+   if (error == 0)
+      error = platform::bindSocket(handle(), name.data(), name.size);
+   return error != 0 ? error : set(shared);
+}
+
+int DatagramSocket::localName(SocketName & name) const
+{
+   return platform::localSocketName(handle(), name);
+}
+
+int DatagramSocket::localPort(unsigned short & port) const
+{
+   SocketName name;
+   int const error = localName(name);
+   if (error == 0)
+      port = platform::portOf(name);
+   return error;
+}
+
+int DatagramSocket::connect(DtInetEndpoint const & peer)
+{
+   SocketName const name = nameOf(peer);
+   int error = platform::checkPeer(name.size == 0 ? nullptr : name.data());
+   if (error == 0)
+      error = platform::connectSocket(handle(), name.data(), name.size);
+   if (error == 0)
+      myPeer = name;
+   return error;
+}
+
+int DatagramSocket::disconnect()
+{
+   int const error = platform::disconnectDatagramSocket(handle());
+   if (error == 0)
+      myPeer = SocketName();
+   return error;
+}
+
+int DatagramSocket::makeDeaf(std::uint32_t interfaceIndex)
+{
+   return platform::makeDeaf(handle(), interfaceIndex);
+}
+
+// Sends to a peer by its name, or without if the socket is connected to it; `send` takes name and size.
+template<class Send>
+Transfer DatagramSocket::sendNamed(DtInetEndpoint const & to, Send const & send)
+{
+   std::size_t size = 0;
+   sockaddr const * name = EndpointAccess::systemName(to, DtInetProtoUdp, size);
+   if (int const error = platform::checkPeer(name))
+      return {0, error};
+   // Whoever has the Boost socket may have connected it otherwise.
+   if (myPeer.size == size && !hasBoostSocket() && SocketName(name, size) == myPeer)
+   {
+      name = nullptr;
+      size = 0;
+   }
+   for (;;)
+   {
+      Transfer const sent = send(name, size);
+      if (sent.error == 0 || !platform::isWouldBlock(sent.error) || isNonBlocking())
+         return sent;
+      if (int const error = platform::waitUntilWritable(handle()))
+         return {0, error};
+   }
+}
+
+Transfer DatagramSocket::sendTo(void const * data, std::size_t size, DtInetEndpoint const & to)
+{
+   return sendNamed(to, [&](sockaddr const * name, std::size_t nameSize)
+                    { return platform::sendDatagram(handle(), data, size, name, nameSize); });
+}
+
+Transfer DatagramSocket::sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to,
+                                std::uint32_t interfaceIndex)
+{
+   ChainSlices const slices(chain);
+   return sendNamed(to,
+                    [&](sockaddr const * name, std::size_t nameSize) {
+                       return platform::sendDatagram(handle(), slices.data(), slices.count(), name, nameSize,
+                                                     interfaceIndex);
+                    });
+}
+
+Transfer DatagramSocket::receive(void * data, std::size_t size, SocketName * from)
+{
+   return receiveWhenThere(*this, [&] { return platform::receiveDatagram(handle(), data, size, from); });
+}
+
+Transfer DatagramSocket::receive(DtInetSockChain const & chain, SocketName * from)
+{
+   ChainSlices const slices(chain);
+   return receiveWhenThere(
+      *this, [&] { return platform::receiveDatagram(handle(), slices.data(), slices.count(), from); });
+}
+
+} // namespace tsl
