@@ -7,8 +7,14 @@
 #include "tslutil/tslutilExport.h"
 
 #include <cstddef>
+#include <memory>
 
 struct DtDisSocketImpl;
+
+namespace tsl
+{
+struct Bundle;
+}
 
 /// The socket on which DIS PDUs travel. To a UDP socket it adds several destinations per send, bundles (many
 /// PDUs in one datagram), a send socket of its own by which it recognises its own traffic and drops it on
@@ -46,8 +52,8 @@ public:
    /// opened without one. `flags` are those of DtInetSocket. A failure of `openNow` shows in state() and the
    /// last error.
    DtDisSocket(DtInetEndpoint const & destination, unsigned short localPort = 0,
-               DtInetDevice * device = nullptr, unsigned long flags = 0xC83, bool openNow = true,
-               bool suppressSelfReflection = false);
+               DtInetDevice * device = nullptr, unsigned long flags = DtInetSockFlagsDefault,
+               bool openNow = true, bool suppressSelfReflection = false);
    DtDisSocket(DtDisSocket const &) = delete;
    DtDisSocket & operator=(DtDisSocket const &) = delete;
 
@@ -188,5 +194,19 @@ protected:
                             void * status);
 
 private:
-   struct DtDisSocketImpl * const myImpl;
+   class Unbundling;
+   struct ChainWays;
+
+   bool chooseSender();
+   void openSendSocket();
+   bool changeSendSockGroup(DtInetAddr const & group, DtInetDevice * device, bool joins);
+   template<class SendOne>
+   int sendToAll(char const * operation, SendOne const & sendOne);
+   bool maySend(char const * operation);
+   DtInetEndpoint & targetOf(DtInetEndpoint & to);
+   int refuseSend(char const * operation, DtInetEndpoint const & to, int error);
+   DtInetSockFlushStatus sendBundle(tsl::Bundle & bundle);
+   bool hasOwnReceiveOnly();
+
+   std::unique_ptr<DtDisSocketImpl> const myImpl;
 };
