@@ -47,11 +47,11 @@ int touchPage()
    return 0;
 }
 
-int deepen(int depth)
+int deepen(unsigned int depth)
 {
    char volatile block[4096];
-   block[0] = 1;
-   return depth < 0 ? 0 : deepen(depth + 1) + block[0];
+   block[depth % sizeof block] = 1;
+   return depth == 1 ? 0 : deepen(depth + 2) + block[depth % sizeof block];
 }
 
 int overflowStack()
