@@ -22,3 +22,6 @@ enum ExitCode : int
 
 /// A recording goes out through one DIS socket and comes back through another.
 void addExchangeCommand(CLI::App & app, ExitCode & code);
+
+/// Reads federation object models, tells whether they fit, merges them and compares them.
+void addFomCommand(CLI::App & app, ExitCode & code);

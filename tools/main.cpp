@@ -12,6 +12,7 @@ int main(int argc, char ** argv)
    app.require_subcommand(1);
    ExitCode code = ExitWell;
    addExchangeCommand(app, code);
+   addFomCommand(app, code);
    try
    {
       app.parse(argc, argv);
