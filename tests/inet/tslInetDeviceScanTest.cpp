@@ -10,6 +10,7 @@
 #include <thread>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 using namespace DtInetUtils;
 using testing::ElementsAre;
@@ -113,6 +114,7 @@ TEST(InetScan, KeepsTheSystemsOrderAndFiltersByCapability)
    // A group with a scope belongs to that interface, one without to the first that matches.
    DtInetDevice const link("link0", DtInetFamilyIpv6);
    EXPECT_EQ(found(*link.broadcastAddr()), "link0");
+   EXPECT_EQ(found(*DtInetDevice("lo", DtInetFamilyIpv6).broadcastAddr()), "lo");
    DtInetAddr onLink("ff05::1");
    onLink.setScope(link.linkScope());
    EXPECT_EQ(found(onLink), "link0");
@@ -122,14 +124,32 @@ TEST(InetScan, KeepsTheSystemsOrderAndFiltersByCapability)
    EXPECT_EQ(found(PlainBroadcast()), "near0");
 }
 
+TEST(InetScan, KnowsATunnelWithoutAnyAddress)
+{
+   SKIP_BECAUSE(NetworkNamespace::whyNot());
+   SKIP_BECAUSE(access("/dev/net/tun", R_OK | W_OK) == 0 ? "" : "needs /dev/net/tun");
+   NetworkNamespace network;
+   network.ip("tuntap add dev tun0 mode tun\nlink set tun0 up mtu 576");
+   NetworkNamespace::Inside const inside(network);
+   EXPECT_THAT(names(scanInetDevices(false, false)), ElementsAre("tun0", "lo"));
+   DtInetDevice const tunnel("tun0", DtInetFamilyIpv4);
+   EXPECT_FALSE(tunnel.hasIpv4Addr() || tunnel.hasIpv6Addr() || tunnel.isBroadcastCapable());
+   EXPECT_TRUE(tunnel.macAddrString().isEmpty());
+   EXPECT_EQ(tunnel.type(), DtInetIfOther);
+   EXPECT_EQ(tunnel.mtu(), 576u);
+}
+
 TEST(InetScan, GoesThroughManyInterfaces)
 {
    SKIP_BECAUSE(NetworkNamespace::whyNot());
    NetworkNamespace network;
    std::string commands;
    for (int i = 0; i < 150; ++i)
-      commands += "link add a" + std::to_string(i) + " type veth peer name b" + std::to_string(i) +
-                  "\naddr add 10.1." + std::to_string(i) + ".1/24 dev a" + std::to_string(i) + "\n";
+   {
+      std::string const n = std::to_string(i);
+      commands +=
+         "link add a" + n + " type veth peer name b" + n + "\naddr add 10.1." + n + ".1/24 dev a" + n + "\n";
+   }
    network.ip(commands);
    NetworkNamespace::Inside const inside(network);
    EXPECT_EQ(scanInetDevices(false, false).size(), 301u);

@@ -113,7 +113,7 @@ bool NetworkNamespace::connect(NetworkNamespace const & left, std::string const 
 bool NetworkNamespace::addAddress(std::string const & interfaceName, std::string const & address) const
 {
    bool const isIpv6 = address.find(':') != std::string::npos;
-   return ip("addr add " + address + " dev " + interfaceName + (isIpv6 ? " nodad" : ""));
+   return ip("addr replace " + address + " dev " + interfaceName + (isIpv6 ? " nodad" : ""));
 }
 
 NetworkNamespace::Inside::Inside(NetworkNamespace const & where) : before(currentNamespace())
