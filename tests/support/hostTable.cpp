@@ -2,22 +2,12 @@
 #include "support/hostTable.h"
 
 #include <dlfcn.h>
-#include <map>
 #include <netdb.h>
-#include <set>
-#include <stdexcept>
 
 namespace
 {
 
-struct Hosts
-{
-   std::map<std::string, std::vector<std::string>> addresses;
-   std::set<std::string> hidden;
-   HostTable * table;
-};
-
-Hosts * hosts = nullptr;
+HostTable * table = nullptr;
 
 int askSystem(char const * host, char const * service, addrinfo const * hints, addrinfo ** result)
 {
@@ -25,74 +15,48 @@ int askSystem(char const * host, char const * service, addrinfo const * hints, a
    return system(host, service, hints, result);
 }
 
-/// Puts the entries of a literal ahead of `*list`.
-int prepend(std::string const & literal, addrinfo ** list)
+/// The one entry of a literal; null if it is none.
+addrinfo * entryOf(std::string const & literal)
 {
    addrinfo hints = {};
    hints.ai_flags = AI_NUMERICHOST;
    hints.ai_socktype = SOCK_STREAM;
    addrinfo * entry = nullptr;
-   int const result = askSystem(literal.empty() ? "127.0.0.1" : literal.c_str(), nullptr, &hints, &entry);
-   if (result != 0)
-      return result;
-   if (literal.empty())
-      entry->ai_family = AF_UNSPEC;
-   entry->ai_next = *list;
-   *list = entry;
-   return 0;
-}
-
-bool isLiteral(char const * host)
-{
-   addrinfo hints = {};
-   hints.ai_flags = AI_NUMERICHOST;
-   addrinfo * entry = nullptr;
-   if (askSystem(host, nullptr, &hints, &entry) != 0)
-      return false;
-   freeaddrinfo(entry);
-   return true;
+   askSystem(literal.c_str(), nullptr, &hints, &entry);
+   return entry;
 }
 
 } // namespace
 
 HostTable::HostTable()
 {
-   if (hosts != nullptr)
-      throw std::logic_error("there is a HostTable already");
-   hosts = new Hosts{{}, {}, this};
+   table = this;
 }
 
 HostTable::~HostTable()
 {
-   delete hosts;
-   hosts = nullptr;
-}
-
-void HostTable::add(std::string const & host, std::vector<std::string> const & addresses)
-{
-   hosts->addresses[host] = addresses;
-}
-
-void HostTable::hideFromOwnFamilies(std::string const & host)
-{
-   hosts->hidden.insert(host);
+   table = nullptr;
 }
 
 // Stands ahead of the system's own for the whole program, the library included.
 extern "C" int getaddrinfo(char const * host, char const * service, addrinfo const * hints,
                            addrinfo ** result)
 {
-   if (hosts == nullptr || host == nullptr || isLiteral(host))
+   addrinfo * const literal = table == nullptr || host == nullptr ? nullptr : entryOf(host);
+   if (literal != nullptr)
+      freeaddrinfo(literal);
+   if (table == nullptr || host == nullptr || literal != nullptr)
       return askSystem(host, service, hints, result);
-   hosts->table->queries.push_back(
-      {host, service == nullptr ? "" : service, hints->ai_family, hints->ai_socktype, hints->ai_flags});
-   auto const known = hosts->addresses.find(host);
-   bool const isHidden = (hints->ai_flags & AI_ADDRCONFIG) != 0 && hosts->hidden.count(host) != 0;
-   if (known == hosts->addresses.end() || isHidden)
+   table->queries.push_back(std::string(host) + " " + (service == nullptr ? "" : service) + " " +
+                            std::to_string(hints->ai_family) + " " + std::to_string(hints->ai_socktype) +
+                            " " + std::to_string(hints->ai_flags));
+   if (table->addresses.count(host) == 0 || (host == table->hidden && (hints->ai_flags & AI_ADDRCONFIG) != 0))
       return EAI_NONAME;
-   *result = nullptr;
-   for (auto literal = known->second.rbegin(); literal != known->second.rend(); ++literal)
-      if (int const failed = prepend(*literal, result))
-         return failed;
+   for (std::string const & address : table->addresses[host])
+   {
+      *result = entryOf(address.empty() ? "127.0.0.1" : address);
+      (*result)->ai_family = address.empty() ? AF_UNSPEC : (*result)->ai_family;
+      result = &(*result)->ai_next;
+   }
    return 0;
 }

@@ -17,3 +17,10 @@ std::size_t slotOf(Member member)
 }
 
 /// The same for an overloaded operation: slotOf<bool (Class::*)(int)>(&Class::f) picks the overload.
+
+/// Whether the operations stand in consecutive slots, the first in `slot`.
+template<class... Members>
+bool inSlotsFrom(std::size_t slot, Members... members)
+{
+   return ((slotOf(members) == slot++) && ...);
+}
