@@ -259,7 +259,8 @@ bool DtString::toBoolean(bool * ok) const
    bool isNumber = true;
    int const number = toInt(&isNumber);
    bool const isTrue = isNumber ? number != 0 : caseCompare("true");
+   bool const isTruth = isNumber || isTrue || caseCompare("false");
    if (ok != nullptr)
-      *ok = isNumber || isTrue || caseCompare("false");
+      *ok = isTruth;
    return isTrue;
 }

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include "tslutil/base/tslNetTypes.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+
+/// Sets the ordering for a scope.
+struct Ordering
+{
+   explicit Ordering(int ordering) { DtSetNetworkByteOrdering(DtNetworkByteOrderType(ordering)); }
+   ~Ordering() { DtSetNetworkByteOrdering(DtNetByteOrder); }
+};
+
+/// The bytes of a record in hexadecimal.
+template<class Value>
+std::string bytesOf(Value const & value)
+{
+   unsigned char bytes[sizeof value];
+   std::memcpy(bytes, &value, sizeof value);
+   std::string text;
+   for (unsigned char byte : bytes)
+   {
+      text += "0123456789abcdef"[byte >> 4];
+      text += "0123456789abcdef"[byte & 15];
+   }
+   return text;
+}
+
+bool same(DtU128 const & left, DtU128 const & right)
+{
+   return left.high == right.high && left.low == right.low;
+}
+
+template<class Number>
+bool same(Number left, Number right)
+{
+   return left == right;
+}
+
+/// The bytes under an ordering; reading them back at any other place gives the number again.
+template<class Wire, class Host>
+std::string encoded(Host const & number, int ordering)
+{
+   Ordering const inForce(ordering);
+   Wire const made(number);
+   Wire assigned;
+   EXPECT_EQ(bytesOf(assigned), std::string(2 * sizeof(Host), '0'));
+   assigned = number;
+   char shifted[sizeof(Wire) + 1];
+   std::memcpy(shifted + 1, &assigned, sizeof assigned);
+   EXPECT_TRUE(same(static_cast<Host>(*reinterpret_cast<Wire const *>(shifted + 1)), number));
+   return bytesOf(made);
+}
+
+template<class Net, class LE, class Host>
+void expectForms(Host const & number, char const * net, char const * netOther, char const * le,
+                 char const * leOther)
+{
+   static_assert(sizeof(Net) == sizeof(Host) && sizeof(LE) == sizeof(Host) && alignof(Net) == 1 &&
+                    std::is_trivially_copyable<Net>::value && std::is_standard_layout<Net>::value,
+                 "a wire value is its bytes");
+   EXPECT_EQ(encoded<Net>(number, 1), net);
+   EXPECT_EQ(encoded<Net>(number, 0), netOther);
+   EXPECT_EQ(encoded<Net>(number, 2), netOther);
+   EXPECT_EQ(encoded<LE>(number, 1), le);
+   EXPECT_EQ(encoded<LE>(number, 2), le);
+   EXPECT_EQ(encoded<LE>(number, 0), leOther);
+}
+
+TEST(DtNetTypes, LieInMemoryAsPeersExpect)
+{
+   // The form that leaves numbers to the host is told for a little-endian one.
+   expectForms<DtNetU16, DtLEU16>(std::uint16_t(0x0102), "0102", "0201", "0201", "0102");
+   expectForms<DtNetInt16, DtLEInt16>(std::int16_t(-2), "fffe", "feff", "feff", "fffe");
+   expectForms<DtNetU32, DtLEU32>(std::uint32_t(0x01020304), "01020304", "04030201", "04030201", "01020304");
+   expectForms<DtNetInt32, DtLEInt32>(std::int32_t(-2), "fffffffe", "feffffff", "feffffff", "fffffffe");
+   expectForms<DtNetFloat32, DtLEFloat32>(1.0f, "3f800000", "0000803f", "0000803f", "3f800000");
+   expectForms<DtNetU64, DtLEU64>(std::uint64_t(0x0102030405060708), "0102030405060708", "0807060504030201",
+                                  "0403020108070605", "0506070801020304");
+   expectForms<DtNetInt64, DtLEInt64>(std::int64_t(-2), "fffffffffffffffe", "feffffffffffffff",
+                                      "fffffffffeffffff", "fffffffeffffffff");
+   expectForms<DtNetFloat64, DtLEFloat64>(1.0, "3ff0000000000000", "000000000000f03f", "0000f03f00000000",
+                                          "000000003ff00000");
+   DtU128 number(0x1112131415161718);
+   number.high = 0x0102030405060708;
+   expectForms<DtNetU128, DtLEU128>(number, "11121314151617180102030405060708",
+                                    "08070605040302011817161514131211", "14131211181716150403020108070605",
+                                    "05060708010203041516171811121314");
+   EXPECT_EQ(DtNetU32().netSize() + DtLEU32().netSize(), 8);
+}
+
+TEST(DtNetTypes, StoredValuesReadDifferentlyAfterAChange)
+{
+   EXPECT_EQ(DtNetworkByteOrdering(), DtNetByteOrder);
+   DtNetU32 const stored(0x01020304);
+   Ordering const inForce(0);
+   EXPECT_EQ(DtNetworkByteOrdering(), DtHostByteOrder);
+   EXPECT_EQ(stored, 0x04030201u);
+}
+
+TEST(DtU128, CarriesAndBorrowsBetweenTheWords)
+{
+   DtU128 number(~std::uint64_t(0));
+   DtU128 const before(number);
+   EXPECT_TRUE(same(number++, before));
+   EXPECT_EQ(number.high, 1u);
+   EXPECT_EQ(number.low, 0u);
+   DtU128 const after(number);
+   EXPECT_TRUE(same(number--, after));
+   EXPECT_TRUE(same(number, before));
+   EXPECT_TRUE(same(++number, after));
+   EXPECT_TRUE(same(--number, before));
+   EXPECT_EQ((++DtU128(5)).low + (--DtU128(5)).low, 10u);
+}
+
+} // namespace

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include "tslutil/base/tslString.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdlib>
+#include <iomanip>
+#include <memory>
+#include <sstream>
+
+namespace
+{
+
+TEST(DtStringStreams, ReadWordsAndQuotedText)
+{
+   std::string const longWord(300, 'w');
+   struct
+   {
+      std::string input;
+      std::string text;
+      std::string rest;
+   } const rows[] = {{"  one two", "one", " two"},
+                     {"\"one\" two", "one", " two"},
+                     {"\"a  b\t\n c\" d", "a b c", " d"},
+                     {"\"a b \" c", "a b ", " c"},
+                     {"\" a\" c", "", " a\" c"},
+                     {"\"\" a", "", " a"},
+                     {"a\"b c", "a\"b", " c"},
+                     {"\"a b", "a b", ""},
+                     {"\"a", "a", ""},
+                     {"", "", ""},
+                     {longWord, longWord.substr(45), longWord.substr(255)}};
+   for (auto const & row : rows)
+   {
+      std::istringstream in(row.input);
+      DtString text("before");
+      in >> text;
+      EXPECT_EQ(text.stdString(), row.text) << row.input;
+      in.clear();
+      EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), row.rest) << row.input;
+   }
+   std::ostringstream out;
+   out << std::setw(4) << DtString("ab") << DtString();
+   EXPECT_EQ(out.str(), "  ab");
+}
+
+/// Assigns in capitals and appends with a mark.
+struct Loud : DtString
+{
+   DtString & operator=(char const * text) override { return DtString::operator=(text), toUpper(), *this; }
+   DtString & operator+=(char const * text) override
+   {
+      return DtString::operator+=(text), DtString::operator+=("!");
+   }
+};
+
+TEST(DtStringStreams, ReadThroughTheSlots)
+{
+   std::istringstream in("\"a b\"");
+   Loud text;
+   in >> text;
+   EXPECT_STREQ(text, "A !b!");
+}
+
+TEST(DtStringHelpers, ChangeTheFirstCharacter)
+{
+   EXPECT_STREQ(DtFirstCharToUpper("abC"), "AbC");
+   EXPECT_STREQ(DtFirstCharToLower("ABC"), "aBC");
+   EXPECT_STREQ(DtFirstCharToLower("") + DtFirstCharToUpper(""), "");
+   char const * const pairs[][2] = {{"ABc", "ABc"}, {"A1", "A1"}, {"Abc", "abc"}, {"A", "a"}, {"", ""}};
+   for (auto const & pair : pairs)
+      EXPECT_STREQ(DtFirstCharToLowerConditional(pair[0]), pair[1]);
+}
+
+TEST(DtStringHelpers, ReplaceSubstrings)
+{
+   EXPECT_TRUE(DtContainsSubstring("abc", "bc") && DtContainsSubstring("abc", ""));
+   EXPECT_FALSE(DtContainsSubstring("abc", "x"));
+   EXPECT_STREQ(DtReplaceSubstring("a-b-c", "-", "=="), "a==b-c");
+   EXPECT_STREQ(DtReplaceSubstring("abc", "", "x"), "xabc");
+   EXPECT_STREQ(DtReplaceSubstring("abc", "x", "y"), "abc");
+   EXPECT_STREQ(DtReplaceAllSubstrings("a-b-c", "-", "=="), "a==b==c");
+   // From the front again after each: what arises is replaced as well.
+   EXPECT_STREQ(DtReplaceAllSubstrings("aabb", "ab", ""), "");
+   DtString const parts(std::string(400, '-'));
+   EXPECT_EQ(DtReplaceAllSubstrings(parts, "-", "abc").size(), 1200);
+
+   DtString const text("x" + std::string(510, 'a'));
+   EXPECT_EQ(DtReplaceSubstring(text, "x", "y").size(), 511);
+   EXPECT_EQ(DtReplaceSubstring(text + "more", "z", "y").size(), 515);
+   EXPECT_EXIT(DtReplaceSubstring(text, "x", "yz"), testing::KilledBySignal(SIGABRT), "DtReplaceSubstring: ");
+}
+
+TEST(DtStringHelpers, CopyAndChangePlainText)
+{
+   EXPECT_EQ(DtStrdup(nullptr), nullptr);
+   std::unique_ptr<char[]> const copy(DtStrdup("@AZ[`az{\xC4\xE4"));
+   EXPECT_EQ(DtToLower(copy.get()), copy.get());
+   EXPECT_STREQ(copy.get(), "@az[`az{\xC4\xE4");
+   EXPECT_EQ(DtToUpper(copy.get()), copy.get());
+   EXPECT_STREQ(copy.get(), "@AZ[`AZ{\xC4\xE4");
+   EXPECT_EQ(DtToLower(nullptr), nullptr);
+}
+
+TEST(DtStringHelpers, ResizeInStepsOfFourAndZeroWhatIsNew)
+{
+   char * buffer = nullptr;
+   int size = 99;
+   EXPECT_EQ(DtResizeString(buffer, size, 4), 0);
+   EXPECT_EQ(size, 8);
+   std::memcpy(buffer, "abcdefgh", 8);
+   char * const before = buffer;
+   EXPECT_EQ(DtResizeString(buffer, size, 7), 0);
+   for (int wanted : {-1, INT_MIN, INT_MAX - 1, INT_MAX})
+      EXPECT_EQ(DtResizeString(buffer, size, wanted), -1);
+   EXPECT_EQ(buffer, before);
+   EXPECT_EQ(size, 8);
+   EXPECT_EQ(DtResizeString(buffer, size, 8), 0);
+   EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(size)), std::string("abcdefgh\0\0\0\0", 12));
+   std::free(buffer);
+}
+
+} // namespace
