@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -38,7 +39,7 @@ public:
       static_cast<DtRunnable &>(copy) = *this;
       ++runs;
       most = std::max(most.load(), ++active);
-      while (!released && !(minding && copy.timeToStop()))
+      while (!released && !(minding && timeToStop() && copy.timeToStop()))
          DtSleep(0.001);
       --active;
    }
@@ -221,13 +222,12 @@ double processSize()
    return pages * 4096 / (1 << 20);
 }
 
-TEST(DtThreadedObject, GivesAllThreadsBack)
+/// Starts and ends 300 threads that nobody waits for, and 150 that are waited for.
+void startAndEndThreads()
 {
-   Watchdog const watchdog;
-   double const before = processSize();
    auto const body = boost::make_shared<Body>();
    body->released = true;
-   for (int i = 0; i < 500; ++i)
+   for (int i = 0; i < 300; ++i)
    {
       DtThreadedObject object(body);
       object.start();
@@ -236,13 +236,26 @@ TEST(DtThreadedObject, GivesAllThreadsBack)
       ASSERT_TRUE(i % 50 != 0 || eventually([&] { return body->runs == i + 1 && body->active == 0; }));
    }
    EXPECT_TRUE(eventually([&] { return body.use_count() == 1; }));
-   for (int i = 0; i < 5; ++i)
+   auto const startAndWait = [&]
    {
       DtThreadedObject object(body);
       object.start();
-   }
-   EXPECT_EQ(body->runs, 505);
-   EXPECT_LT(processSize() - before, 1000.0);
+   };
+   std::vector<std::thread> owners;
+   for (int i = 0; i < 150; ++i)
+      owners.emplace_back(startAndWait);
+   for (std::thread & owner : owners)
+      owner.join();
+   EXPECT_EQ(body->runs, 450);
+}
+
+TEST(DtThreadedObject, GivesAllThreadsBack)
+{
+   Watchdog const watchdog;
+   startAndEndThreads();
+   double const before = processSize();
+   startAndEndThreads();
+   EXPECT_LT(processSize() - before, 600.0);
 }
 
 TEST(DtThread, RunsAFunctionThatSeesTheFlagOnly)
@@ -317,17 +330,31 @@ TEST(DtThread, JoinEndsWithAThreadThatHasEndedOnly)
 
 TEST(DtThread, OutlivesBothBodiesOfASecondStart)
 {
+   struct LongAtFirst : Body
+   {
+      void run() override
+      {
+         if (++entered == 2)
+            return;
+         Body::run();
+         DtSleep(0.4);
+         left = true;
+      }
+      std::atomic<int> entered{0};
+      std::atomic<bool> left{false};
+   } body;
    Watchdog const watchdog;
-   Body body;
    {
       DtThread thread(startOf(body));
       thread.start();
       void * const first = thread.threadId();
+      EXPECT_TRUE(eventually([&] { return body.active == 1; }));
       thread.start();
       EXPECT_NE(thread.threadId(), first);
-      EXPECT_TRUE(eventually([&] { return body.active == 2; }));
+      EXPECT_TRUE(eventually([&] { return body.entered == 2 && !thread.isRunning(); }));
+      EXPECT_EQ(body.active, 1);
    }
-   EXPECT_EQ(body.active, 0);
+   EXPECT_TRUE(body.left);
    EXPECT_EQ(body.hooks, 1);
 }
 

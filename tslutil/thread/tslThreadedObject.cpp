@@ -43,11 +43,17 @@ struct DtThreadControl
    }
 };
 
-DtRunnable::DtRunnable() : timeToStopFlag(nullptr) {}
+DtRunnable::DtRunnable() : timeToStopFlag(nullptr), executions(0) {}
 
-DtRunnable::DtRunnable(DtRunnable const & other) = default;
+DtRunnable::DtRunnable(DtRunnable const & other) : timeToStopFlag(other.timeToStopFlag.load()), executions(0)
+{
+}
 
-DtRunnable & DtRunnable::operator=(DtRunnable const & other) = default;
+DtRunnable & DtRunnable::operator=(DtRunnable const & other)
+{
+   timeToStopFlag = other.timeToStopFlag.load();
+   return *this;
+}
 
 DtRunnable::~DtRunnable() = default;
 
@@ -55,17 +61,23 @@ void DtRunnable::stop() {}
 
 bool DtRunnable::timeToStop()
 {
-   return __atomic_load_n(timeToStopFlag, __ATOMIC_ACQUIRE);
+   return __atomic_load_n(timeToStopFlag.load(), __ATOMIC_ACQUIRE);
 }
 
 void DtRunnable::execute(bool volatile * stopFlag)
 {
-   // The flag goes with its thread: it is not to be looked at later.
-   struct Forget
+   // The flag goes with its thread and is not to be looked at later. Of two bodies that a second start let
+   // run side by side, the last one forgets it.
+   struct Execution
    {
-      bool volatile *& flag;
-      ~Forget() { flag = nullptr; }
-   } const forget{timeToStopFlag};
+      DtRunnable & runnable;
+      ~Execution()
+      {
+         if (--runnable.executions == 0)
+            runnable.timeToStopFlag = nullptr;
+      }
+   } const execution{*this};
+   ++executions;
    timeToStopFlag = stopFlag;
    run();
 }

@@ -47,10 +47,14 @@ protected:
    /// Calls run, with `stopFlag` for timeToStop to look at meanwhile.
    void execute(bool volatile * stopFlag);
 
+   /// What timeToStop looks at: a flag of the thread that executes the body, null while none does. Other
+   /// threads write it: it is to be read and written atomically.
+   std::atomic<bool volatile *> timeToStopFlag;
+
 private:
    friend class DtThreadStart;
 
-   bool volatile * timeToStopFlag;
+   std::atomic<int> executions;
 };
 
 /// What a thread executes. A value; owns nothing.
