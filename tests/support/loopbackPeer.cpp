@@ -96,7 +96,7 @@ std::optional<std::string> LoopbackPeer::receive(double seconds)
    pollfd wanted{myDescriptor, POLLIN, 0};
    if (poll(&wanted, 1, static_cast<int>(seconds * 1000)) != 1)
       return std::nullopt;
-   static std::array<char, 65536> room;
+   static thread_local std::array<char, 65536> room;
    sockaddr_storage name{};
    socklen_t size = sizeof name;
    ssize_t const got = recvfrom(myDescriptor, room.data(), room.size(), MSG_DONTWAIT,

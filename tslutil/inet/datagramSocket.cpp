@@ -3,6 +3,7 @@
 
 #include "tslutil/inet/endpointAccess.h"
 #include "tslutil/inet/socketAccess.h"
+#include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/platform/datagramScope.h"
 
 #include <algorithm>
@@ -18,13 +19,6 @@ namespace
 
 constexpr int theRefused = 10061;
 constexpr int theReset = 10054;
-
-SocketName nameOf(DtInetEndpoint const & endpoint)
-{
-   std::size_t size = 0;
-   sockaddr const * const name = EndpointAccess::systemName(endpoint, DtInetProtoUdp, size);
-   return {name, name == nullptr ? 0 : size};
-}
 
 // Receives once there is something, unless the socket doesn't wait.
 template<class Receive>
@@ -47,6 +41,13 @@ ChainSlices::ChainSlices(DtInetSockChain const & chain)
 {
    for (std::size_t i = 0; i < myCount; ++i)
       mySlices[i] = {chain[i]->data(), chain[i]->size()};
+}
+
+SocketName nameOf(DtInetEndpoint const & endpoint)
+{
+   std::size_t size = 0;
+   sockaddr const * const name = EndpointAccess::systemName(endpoint, DtInetProtoUdp, size);
+   return {name, name == nullptr ? 0 : size};
 }
 
 int datagramErrorNumber(int error)
@@ -117,23 +118,14 @@ int DatagramSocket::makeDeaf(std::uint32_t interfaceIndex)
    return platform::makeDeaf(handle(), interfaceIndex);
 }
 
-// Sends to a peer by its name, or without if the socket is connected to it; `send` takes name and size.
+// `send` takes the name, its size and the number of the interface to leave by, 0 for the one of the route.
+
 template<class Send>
-Transfer DatagramSocket::sendNamed(DtInetEndpoint const & to, Send const & send)
+Transfer DatagramSocket::sendWhenTaken(sockaddr const * name, std::size_t size, Send const & send)
 {
-   std::size_t size = 0;
-   sockaddr const * name = EndpointAccess::systemName(to, DtInetProtoUdp, size);
-   if (int const error = platform::checkPeer(name))
-      return {0, error};
-   // Whoever has the Boost socket may have connected it otherwise.
-   if (myPeer.size == size && !hasBoostSocket() && SocketName(name, size) == myPeer)
-   {
-      name = nullptr;
-      size = 0;
-   }
    for (;;)
    {
-      Transfer const sent = send(name, size);
+      Transfer const sent = send(name, size, 0);
       if (sent.error == 0 || !platform::isWouldBlock(sent.error) || isNonBlocking())
          return sent;
       if (int const error = platform::waitUntilWritable(handle()))
@@ -141,21 +133,72 @@ Transfer DatagramSocket::sendNamed(DtInetEndpoint const & to, Send const & send)
    }
 }
 
-Transfer DatagramSocket::sendTo(void const * data, std::size_t size, DtInetEndpoint const & to)
+template<class Send>
+Transfer DatagramSocket::sendNamed(DtInetEndpoint const & to, Send const & send)
 {
-   return sendNamed(to, [&](sockaddr const * name, std::size_t nameSize)
-                    { return platform::sendDatagram(handle(), data, size, name, nameSize); });
+   std::size_t size = 0;
+   sockaddr const * const name = EndpointAccess::systemName(to, DtInetProtoUdp, size);
+   if (int const error = platform::checkPeer(name))
+      return {0, error};
+   // A connected socket needs no name; but whoever has the Boost socket may have connected it otherwise.
+   if (myPeer.size == size && !hasBoostSocket() && SocketName(name, size) == myPeer)
+      return sendWhenTaken(nullptr, 0, send);
+   Transfer const sent = sendWhenTaken(name, size, send);
+   if (sent.error == 0 || !platform::lacksInterface(sent.error, name))
+      return sent;
+   std::uint32_t const interfaceIndex = defaultInterface(name);
+   return interfaceIndex == 0 ? sent : send(name, size, interfaceIndex);
 }
 
-Transfer DatagramSocket::sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to,
-                                std::uint32_t interfaceIndex)
+Transfer DatagramSocket::sendTo(void const * data, std::size_t size, DtInetEndpoint const & to)
+{
+   return sendNamed(to,
+                    [&](sockaddr const * name, std::size_t nameSize, std::uint32_t interfaceIndex)
+                    {
+                       if (interfaceIndex == 0)
+                          return platform::sendDatagram(handle(), data, size, name, nameSize);
+                       platform::Slice const slice{const_cast<void *>(data), size};
+                       return platform::sendDatagram(handle(), &slice, 1, name, nameSize, interfaceIndex);
+                    });
+}
+
+Transfer DatagramSocket::sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to)
 {
    ChainSlices const slices(chain);
    return sendNamed(to,
-                    [&](sockaddr const * name, std::size_t nameSize) {
+                    [&](sockaddr const * name, std::size_t nameSize, std::uint32_t interfaceIndex) {
                        return platform::sendDatagram(handle(), slices.data(), slices.count(), name, nameSize,
                                                      interfaceIndex);
                     });
+}
+
+Transfer DatagramSocket::sendBatch(platform::Datagram const * datagrams, std::size_t count)
+{
+   Transfer const sent = platform::sendDatagrams(handle(), datagrams, count);
+   if (sent.error == 0 || !platform::lacksInterface(sent.error, datagrams->name.data()))
+      return sent;
+   std::uint32_t const interfaceIndex = defaultInterface(datagrams->name.data());
+   if (interfaceIndex == 0)
+      return sent;
+   platform::Slice const slice{datagrams->data, datagrams->size};
+   Transfer const first = platform::sendDatagram(handle(), &slice, 1, datagrams->name.data(),
+                                                 datagrams->name.size, interfaceIndex);
+   return first.error == 0 ? Transfer{1, 0} : first;
+}
+
+// A scan of the machine's interfaces is dear, so the first answer stays.
+std::uint32_t DatagramSocket::defaultInterface(sockaddr const * to)
+{
+   bool const isGroup = platform::isGroup(to);
+   std::atomic<std::uint32_t> & known = myDefaultInterface[isGroup];
+   if (known == 0)
+   {
+      boost::shared_ptr<DtInetDevice> const device =
+         isGroup ? DtInetUtils::defaultMulticastDevice() : DtInetUtils::defaultBroadcastDevice();
+      if (device != nullptr)
+         known = device->interfaceIndex();
+   }
+   return known;
 }
 
 Transfer DatagramSocket::receive(void * data, std::size_t size, SocketName * from)

@@ -7,6 +7,8 @@
 
 #include <boost/asio/ip/udp.hpp>
 
+#include <atomic>
+
 namespace tsl
 {
 
@@ -23,6 +25,9 @@ private:
    platform::Slice mySlices[platform::theMaxSlices];
    std::size_t myCount;
 };
+
+/// The name of an endpoint that has protocol UDP; of size 0 for any other.
+platform::SocketName nameOf(DtInetEndpoint const & endpoint);
 
 /// The code of an error of a datagram socket. That a peer refused a datagram counts as a reset, 10054.
 int datagramErrorNumber(int error);
@@ -57,12 +62,15 @@ public:
    /// still send to any address.
    int makeDeaf(std::uint32_t interfaceIndex);
 
-   /// Sends one datagram to an endpoint that has protocol UDP. The any-address and port 0 are refused.
+   /// Sends one datagram to an endpoint that has protocol UDP. The any-address and port 0 are refused. What
+   /// is for a group or for all hosts, and has no route, leaves by the default device.
    platform::Transfer sendTo(void const * data, std::size_t size, DtInetEndpoint const & to);
-   /// The same for a chain, gathered by the system, of which the first 64 vectors count. An interface number
-   /// other than 0 names the interface that it leaves by.
-   platform::Transfer sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to,
-                             std::uint32_t interfaceIndex = 0);
+   /// The same for a chain, gathered by the system, of which the first 64 vectors count.
+   platform::Transfer sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to);
+
+   /// Sends the first of some datagrams, as many as the system takes without waiting: how many, or the error
+   /// of the very first.
+   platform::Transfer sendBatch(platform::Datagram const * datagrams, std::size_t count);
 
    /// Receives one datagram and, unless `from` is null, its sender. A larger one than the memory is an error.
    platform::Transfer receive(void * data, std::size_t size, platform::SocketName * from);
@@ -72,9 +80,14 @@ public:
 private:
    template<class Send>
    platform::Transfer sendNamed(DtInetEndpoint const & to, Send const & send);
+   template<class Send>
+   platform::Transfer sendWhenTaken(sockaddr const * name, std::size_t size, Send const & send);
+   std::uint32_t defaultInterface(sockaddr const * to);
 
    // The peer of a connected socket; of size 0 without one.
    platform::SocketName myPeer;
+   // The interfaces that broadcasts and groups without a route leave by; 0 until one has been needed.
+   std::atomic<std::uint32_t> myDefaultInterface[2] = {};
 };
 
 } // namespace tsl

@@ -20,6 +20,8 @@ public:
       return *myContext;
    }
 
+   bool isMade() const { return myContext != nullptr; }
+
 private:
    std::unique_ptr<boost::asio::io_context> myContext;
 };

@@ -86,6 +86,14 @@ public:
       return platform::closeSocket(closing);
    }
 
+   /// The same; a connected socket ends its connection first.
+   int closeDown(bool isConnected)
+   {
+      int const error = isConnected && isOpen() ? platform::shutdownSocket(handle()) : 0;
+      int const closeError = close();
+      return error != 0 ? error : closeError;
+   }
+
    /// Sets one of Asio's options; the option says which and to what.
    template<class Option>
    int set(Option const & option)

@@ -124,7 +124,21 @@ protected:
    void setSecondUdpSocket(void * socket);
 
 private:
-   bool isFitFor(DtInetEndpoint & to, char const * notForSending);
+   bool takeDeviceAddresses();
+   bool openAndBind();
+   void setOpeningOptions();
+   bool readLocalPort();
+   Failure failOpen(int code, DtString const & text);
+
+   bool maySend(char const * operation, DtInetEndpoint & to);
+   DtInetEndpoint & target(DtInetEndpoint & to);
+   Failure refuseSend(char const * operation, DtInetEndpoint & to, int error);
+   bool isNothingYet(int number) const;
+   DtInetSockRcvStatus failedReceive(char const * operation, int error);
+   DtInetSockRcvStatus refuseReceive(char const * operation, int error);
+
+   struct ChainSend;
+   struct ChainReceive;
 
    std::unique_ptr<DtInetUdpSocketImpl> const myImpl;
 };

@@ -37,6 +37,13 @@ int hearInterfaceOnly(SocketHandle socket, InterfaceFilter const & filter);
 /// from a socket that shares its port. It can still send to any address.
 int makeDeaf(SocketHandle socket, std::uint32_t interfaceIndex);
 
+/// Whether a send failed because no route leads to a group, or to all hosts at once: the interface has to be
+/// named then.
+bool lacksInterface(int error, sockaddr const * to);
+
+/// Whether this is the address of a group.
+bool isGroup(sockaddr const * name);
+
 /// Joins or leaves a group. For IPv4 an interface number wins over the interface's address, which may be
 /// null; for IPv6 only the number counts, and 0 leaves the choice to the system.
 int joinGroup(SocketHandle socket, sockaddr const * group, sockaddr const * interfaceAddress,

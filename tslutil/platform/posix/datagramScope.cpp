@@ -276,6 +276,20 @@ int makeDeaf(SocketHandle socket, std::uint32_t interfaceIndex)
                                               : makeDeafIpv4(socket);
 }
 
+bool isGroup(sockaddr const * name)
+{
+   if (name->sa_family == AF_INET6)
+      return IN6_IS_ADDR_MULTICAST(&reinterpret_cast<sockaddr_in6 const *>(name)->sin6_addr);
+   return IN_MULTICAST(ntohl(reinterpret_cast<sockaddr_in const *>(name)->sin_addr.s_addr));
+}
+
+bool lacksInterface(int error, sockaddr const * to)
+{
+   return error == ENETUNREACH &&
+          (isGroup(to) || (to->sa_family == AF_INET &&
+                           reinterpret_cast<sockaddr_in const *>(to)->sin_addr.s_addr == INADDR_BROADCAST));
+}
+
 int joinGroup(SocketHandle socket, sockaddr const * group, sockaddr const * interfaceAddress,
               std::uint32_t interfaceIndex)
 {
