@@ -19,171 +19,99 @@
 namespace
 {
 
-using ::testing::HasSubstr;
-
-char const theQuestion[] = "A fatal error has occurred.\r\nWould you like to save a diagnostic file? (y/n) ";
-
-int raiseFault()
-{
-   std::raise(SIGFPE);
-   return 0;
-}
-
-int abortIt()
-{
-   std::abort();
-}
+char const theQuestion[] =
+   ": A fatal error has occurred.\r\nWould you like to save a diagnostic file? (y/n) ";
 
 /// A page that may not be written; a child process has it at the same place.
-char volatile * forbiddenPage()
+void * const thePage = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+
+void raiseFault()
 {
-   static void * const page = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-   return static_cast<char volatile *>(page);
+   std::raise(SIGFPE);
 }
 
-int touchPage()
-{
-   *forbiddenPage() = 1;
-   return 0;
-}
-
-int deepen(unsigned int depth)
+int overflowStack(unsigned int depth)
 {
    char volatile block[4096];
    block[depth % sizeof block] = 1;
-   return depth == 1 ? 0 : deepen(depth + 2) + block[depth % sizeof block];
+   return depth == 1 ? 0 : overflowStack(depth + 2) + block[depth % sizeof block];
 }
 
-int overflowStack()
+void crashTwice()
 {
-   return deepen(0);
+   std::thread first(raiseFault);
+   std::thread(raiseFault).join();
+   first.join();
 }
 
-class DtMiniDumperTest : public ::testing::Test
+/// Two that nobody can be asked for, without a terminal and in its background, before one that counts.
+void crashAside()
 {
-protected:
-   /// What crashes by `crash` once the dumper is made.
-   std::function<int()> crashing(char const * name, int (*crash)()) const
+   for (void (*leave)() : {+[] { setsid(); }, +[] { setpgid(0, 0); }})
    {
-      std::string const path = folder.path();
-      return [path, name, crash]
+      if (fork() == 0)
       {
-         rlimit const noCore = {0, 0};
-         setrlimit(RLIMIT_CORE, &noCore);
-         if (chdir(path.c_str()) != 0)
-            return 1;
-         {
-            DtMiniDumper const dumper(name);
-         }
-         return crash();
-      };
+         leave();
+         raiseFault();
+      }
    }
-
-   bool hasFiles() const { return !std::filesystem::is_empty(folder.path()); }
-
-   TemporaryFolder folder;
-};
-
-TEST_F(DtMiniDumperTest, SavesADumpIfTheUserWantsOne)
-{
-   void const * const address = const_cast<char const *>(forbiddenPage());
-   PseudoTerminal terminal(crashing("sim", touchPage));
-   ASSERT_TRUE(terminal.shows(std::string("sim.dmp: ") + theQuestion)) << terminal.shown();
-   terminal.type("y\n");
-   int const status = terminal.wait();
-   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
-   EXPECT_THAT(terminal.shown(), HasSubstr("sim.dmp: Saved dump file to 'sim.dmp'\r\n"));
-   std::string const dump = folder.read("sim.dmp");
-   std::ostringstream head;
-   head << "signal 11\ncode 2\naddress " << address << "\nprocess ";
-   EXPECT_EQ(dump.substr(0, head.str().size()), head.str());
-   for (char const * part : {"\nthread ", "\nregisters\n  ", "\nmap\n", " [stack]\n", "\nframes\n  0x"})
-      EXPECT_THAT(dump, HasSubstr(part));
-   auto const access = std::filesystem::status(folder.path("sim.dmp")).permissions();
-   EXPECT_EQ(access, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
-}
-
-TEST_F(DtMiniDumperTest, AnyOtherAnswerSavesNothingAndSaysNoMore)
-{
-   for (char const * answer : {"n\n", "\n", "maybe yes\n", "\x04"})
+   while (wait(nullptr) > 0)
    {
-      PseudoTerminal terminal(crashing(nullptr, abortIt));
-      ASSERT_TRUE(terminal.shows(std::string("Application.dmp: ") + theQuestion)) << terminal.shown();
-      terminal.type(answer);
-      int const status = terminal.wait();
-      EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT) << status;
-      EXPECT_EQ(terminal.shown().find("dump file"), std::string::npos) << terminal.shown();
-      EXPECT_FALSE(hasFiles());
    }
+   raiseFault();
 }
 
-TEST_F(DtMiniDumperTest, AsksNobodyWithoutATerminalInTheForeground)
+/// The body of a process that makes a dumper and crashes in `folder`.
+std::function<int()> crashing(TemporaryFolder const & folder, char const * name, void (*crash)())
 {
-   int status = runWithoutTerminal(crashing("sim", raiseFault));
-   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGFPE) << status;
-   std::function<int()> const crash = crashing("sim", raiseFault);
-   PseudoTerminal terminal(
-      [&crash]
-      {
-         pid_t const background = fork();
-         if (background == 0)
-         {
-            setpgid(0, 0);
-            _exit(crash());
-         }
-         int end = 0;
-         waitpid(background, &end, 0);
-         return WIFSIGNALED(end) ? WTERMSIG(end) : 0;
-      });
-   status = terminal.wait();
-   EXPECT_EQ(WEXITSTATUS(status), SIGFPE);
-   EXPECT_EQ(terminal.shown(), "");
-   EXPECT_FALSE(hasFiles());
-}
-
-TEST_F(DtMiniDumperTest, CatchesAnOverflownStack)
-{
-   PseudoTerminal terminal(crashing("sim", overflowStack));
-   ASSERT_TRUE(terminal.shows(theQuestion)) << terminal.shown();
-   terminal.type("y\n");
-   EXPECT_EQ(WTERMSIG(terminal.wait()), SIGSEGV);
-   EXPECT_THAT(folder.read("sim.dmp"), HasSubstr("\nframes\n  0x"));
-}
-
-TEST_F(DtMiniDumperTest, TellsWhyNoFileWasSaved)
-{
-   folder.write("dir.dmp/x", "");
-   PseudoTerminal isDirectory(crashing("dir", raiseFault));
-   ASSERT_TRUE(isDirectory.shows(theQuestion)) << isDirectory.shown();
-   isDirectory.type(" Yes\n");
-   EXPECT_EQ(WTERMSIG(isDirectory.wait()), SIGFPE);
-   EXPECT_THAT(isDirectory.shown(),
-               HasSubstr("dir.dmp: Failed to create dump file 'dir.dmp' (error 21)\r\n"));
-
-   std::filesystem::create_symlink("/dev/full", folder.path("full.dmp"));
-   PseudoTerminal isFull(crashing("full", raiseFault));
-   ASSERT_TRUE(isFull.shows(theQuestion)) << isFull.shown();
-   isFull.type("y\n");
-   EXPECT_EQ(WTERMSIG(isFull.wait()), SIGFPE);
-   EXPECT_THAT(isFull.shown(), HasSubstr("full.dmp: Failed to save dump file to 'full.dmp' (error 28)\r\n"));
-}
-
-TEST_F(DtMiniDumperTest, OnlyTheFirstOfSeveralCrashingThreadsAsks)
-{
-   auto const crashTwice = []
+   return [&folder, name, crash]
    {
-      std::thread first(raiseFault);
-      std::thread second(touchPage);
-      first.join();
-      second.join();
+      rlimit const noCore = {0, 0};
+      setrlimit(RLIMIT_CORE, &noCore);
+      DtMiniDumper{name};
+      if (chdir(folder.path().c_str()) == 0)
+         crash();
       return 0;
    };
-   PseudoTerminal terminal(crashing("sim", crashTwice));
-   ASSERT_TRUE(terminal.shows(theQuestion)) << terminal.shown();
-   terminal.type("y\n");
-   EXPECT_TRUE(WIFSIGNALED(terminal.wait()));
-   EXPECT_EQ(terminal.shown().find("fatal error"), terminal.shown().rfind("fatal error"));
-   EXPECT_THAT(terminal.shown(), HasSubstr("Saved"));
+}
+
+TEST(DtMiniDumper, SavesADumpIfTheUserSaysYesAndTellsTheOutcome)
+{
+   TemporaryFolder const folder;
+   folder.write("dir.dmp/x", "");
+   std::filesystem::create_symlink("/dev/full", folder.path("full.dmp"));
+   struct
+   {
+      char const * name;
+      void (*crash)();
+      int signal;
+      char const * answer;
+      char const * shown;
+   } const rows[] = {
+      {"sim", [] { *static_cast<char volatile *>(thePage) = 1; }, SIGSEGV, "y\n",
+       "y\r\nsim.dmp: Saved dump file to 'sim.dmp'\r\n"},
+      {"deep", [] { overflowStack(0); }, SIGSEGV, " Yes\n",
+       " Yes\r\ndeep.dmp: Saved dump file to 'deep.dmp'\r\n"},
+      {"two", crashTwice, SIGFPE, "y\n", "y\r\ntwo.dmp: Saved dump file to 'two.dmp'\r\n"},
+      {"dir", raiseFault, SIGFPE, "y\n", "y\r\ndir.dmp: Failed to create dump file 'dir.dmp' (error 21)\r\n"},
+      {"full", raiseFault, SIGFPE, "y\n",
+       "y\r\nfull.dmp: Failed to save dump file to 'full.dmp' (error 28)\r\n"},
+      {nullptr, std::abort, SIGABRT, "n\n", "n\r\n"},
+      {"no", crashAside, SIGFPE, "\n", "\r\n"},
+      {"no", raiseFault, SIGFPE, "\x04", ""},
+   };
+   for (auto const & row : rows)
+   {
+      std::string const title = std::string(row.name != nullptr ? row.name : "Application") + ".dmp";
+      TerminalRun const run = runOnTerminal(crashing(folder, row.name, row.crash), theQuestion, row.answer);
+      EXPECT_EQ(run.shown, "\r\n" + title + theQuestion + row.shown);
+      EXPECT_EQ(WIFSIGNALED(run.status) ? WTERMSIG(run.status) : 0, row.signal) << title;
+      EXPECT_EQ(std::filesystem::is_regular_file(folder.path(title)),
+                run.shown.find("Saved") != std::string::npos);
+   }
+   std::ostringstream begin;
+   begin << "signal 11\ncode 2\naddress " << thePage << "\nprocess .*\nthread .*\nregisters\n  .*";
+   EXPECT_THAT(folder.read("sim.dmp"), ::testing::MatchesRegex(begin.str() + "\nmap\n.*\nframes\n  0x.*\n"));
 }
 
 } // namespace

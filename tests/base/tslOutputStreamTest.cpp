@@ -4,10 +4,10 @@
 #include "support/capturedStream.h"
 #include "support/slots.h"
 #include "support/watchdog.h"
-#include "tslutil/base/tslNotify.h"
 
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -15,25 +15,24 @@
 namespace
 {
 
-using ::testing::ElementsAre;
-
-/// A printer that notes what it gets as "level stamp text".
-class Notes : public DtPrinter
+/// Notes what it gets as "level text|", the text of a stamped line behind a "!", then does what it is told
+/// to.
+struct Notes : DtPrinter
 {
-public:
    void write(std::string const & text, int level, bool stamp) override
    {
-      lines.push_back(std::to_string(level) + (stamp ? " line " : " part ") + text);
+      noted += std::to_string(level) + (stamp ? " !" : " ") + text + "|";
+      then(text);
    }
-   std::vector<std::string> take() { return std::exchange(lines, {}); }
+   std::string take() { return std::exchange(noted, ""); }
 
-   std::vector<std::string> lines;
+   std::string noted;
+   std::function<void(std::string const &)> then = [](std::string const &) {};
 };
 
 /// A stream of its own at level 2 with threshold 1.
-class DtOutputStreamTest : public ::testing::Test
+struct DtOutputStreamTest : ::testing::Test
 {
-protected:
    int level = 2;
    Notes notes;
    DtOutputStreamBuffer buffer;
@@ -42,37 +41,27 @@ protected:
 
 TEST_F(DtOutputStreamTest, SlotOrder)
 {
-   EXPECT_EQ(slotOf(&DtOutputStreamBuffer::setOutputStream), 14u);
-   EXPECT_EQ(slotOf(&DtOutputStream::attachPrinter), 2u);
-   EXPECT_EQ(slotOf(&DtOutputStream::detachPrinter), 3u);
-   EXPECT_EQ(slotOf(&DtOutputStream::detachAllPrinters), 4u);
-   EXPECT_EQ(slotOf(&DtOutputStream::write), 5u);
-   EXPECT_EQ(slotOf(&DtOutputStream::setThreshold), 6u);
-   EXPECT_EQ(slotOf(&DtOutputStream::threshold), 7u);
-   EXPECT_EQ(slotOf(&DtOutputStream::okToPrint), 8u);
-   EXPECT_EQ(slotOf(&DtOutputStream::operator()), 9u);
+   EXPECT_THAT((std::vector{slotOf(&DtOutputStream::attachPrinter), slotOf(&DtOutputStream::detachPrinter),
+                            slotOf(&DtOutputStream::detachAllPrinters), slotOf(&DtOutputStream::write),
+                            slotOf(&DtOutputStream::setThreshold), slotOf(&DtOutputStream::threshold),
+                            slotOf(&DtOutputStream::okToPrint), slotOf(&DtOutputStream::operator()),
+                            slotOf(&DtOutputStreamBuffer::setOutputStream)}),
+               ::testing::ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 14));
 }
 
-TEST_F(DtOutputStreamTest, LinesGoOutWholeAndStampedFlushesAsTheyAre)
+TEST_F(DtOutputStreamTest, TextGoesOutByWholeLinesByFlushesAndByCalls)
 {
    stream << "one" << 1 << "\ntwo\xff";
-   EXPECT_THAT(notes.take(), ElementsAre("1 line one1\n"));
+   EXPECT_EQ(notes.take(), "1 !one1\n|");
    stream << std::flush << std::flush << std::endl;
-   EXPECT_THAT(notes.take(), ElementsAre("1 part two\xff", "1 part ", "1 line \n", "1 part "));
+   EXPECT_EQ(notes.take(), "1 two\xff|1 |1 !\n|1 |");
    EXPECT_EQ(buffer.sputc('\xff'), 0xff);
-   EXPECT_EQ(buffer.pubsync(), 0);
-}
-
-TEST_F(DtOutputStreamTest, TheCallOperatorPutsThePartialLineFirst)
-{
-   stream << "partial";
    stream("%s %d", "made", 7);
-   EXPECT_THAT(notes.take(), ElementsAre("1 part partial", "1 part made 7"));
    stream << "more";
    stream(nullptr);
-   EXPECT_THAT(notes.take(), ElementsAre("1 part more"));
+   EXPECT_EQ(notes.take(), "1 \xff|1 made 7|1 more|");
    stream("%s", std::string(5000, 'x').c_str());
-   EXPECT_THAT(notes.take(), ElementsAre("1 part ", "1 part " + std::string(2047, 'x')));
+   EXPECT_EQ(notes.take(), "1 |1 " + std::string(2047, 'x') + "|");
 }
 
 TEST_F(DtOutputStreamTest, TheLevelIsAskedAtEveryCharacterAndWrite)
@@ -81,182 +70,118 @@ TEST_F(DtOutputStreamTest, TheLevelIsAskedAtEveryCharacterAndWrite)
    stream << "lost\n";
    stream("lost");
    stream.write("lost", true);
-   EXPECT_FALSE(stream.okToPrint());
    level = 1;
-   EXPECT_THAT(notes.take(), ElementsAre());
    stream << "kept";
    stream.setThreshold(2);
    stream << "lost";
    stream.setThreshold(-1);
-   stream << "\n";
-   EXPECT_THAT(notes.take(), ElementsAre("-1 line kept\n"));
-   stream << "pending";
+   stream << "\nemptied by a flush";
    level = -2;
    stream << std::flush;
    level = 2;
    stream << "\n";
-   EXPECT_THAT(notes.take(), ElementsAre("-1 line \n"));
+   EXPECT_EQ(notes.take(), "-1 !kept\n|-1 !\n|");
 }
 
 TEST_F(DtOutputStreamTest, PrintersAreAttachedOnceInOrderAndDetachedOnce)
 {
    std::string order;
-   struct Marker : DtPrinter
-   {
-      Marker(std::string & text, char letter) : out(text), mark(letter) {}
-      void write(std::string const &, int, bool) override { out += mark; }
-      std::string & out;
-      char mark;
-   };
-   Marker a(order, 'a');
-   Marker b(order, 'b');
-   for (DtPrinter * printer : {static_cast<DtPrinter *>(&b), static_cast<DtPrinter *>(&a),
-                               static_cast<DtPrinter *>(&b), static_cast<DtPrinter *>(nullptr)})
+   Notes other;
+   notes.then = [&](std::string const &) { order += 'a'; };
+   other.then = [&](std::string const &) { order += 'b'; };
+   for (DtPrinter * printer : std::initializer_list<DtPrinter *>{&other, &notes, nullptr})
       stream.attachPrinter(printer);
    stream << "\n";
-   EXPECT_EQ(order, "ba");
    EXPECT_FALSE(stream.detachPrinter(nullptr));
-   EXPECT_TRUE(stream.detachPrinter(&b));
-   EXPECT_FALSE(stream.detachPrinter(&b));
+   EXPECT_TRUE(stream.detachPrinter(&notes));
+   EXPECT_FALSE(stream.detachPrinter(&notes));
    stream << "\n";
-   EXPECT_EQ(order, "baa");
    stream.detachAllPrinters();
    stream << "\n";
-   EXPECT_EQ(order, "baa");
-   EXPECT_EQ(notes.lines.size(), 2u);
+   EXPECT_EQ(order, "abb");
 }
 
-TEST_F(DtOutputStreamTest, AFailingPrinterLosesTheLineAndNoMore)
+TEST_F(DtOutputStreamTest, APrinterMayFailOrUseItsStream)
 {
-   struct Failing : DtPrinter
+   notes.then = [&](std::string const & text)
    {
-      void write(std::string const &, int, bool) override { throw std::runtime_error("full"); }
-   } failing;
-   stream.attachPrinter(&failing);
-   stream << "one\ntwo" << std::flush;
+      if (text == "bad\n" || text == "worse")
+         throw std::runtime_error("full");
+      if (text == "outer\n")
+         stream << "inner";
+      if (text == "last\n")
+         stream.detachAllPrinters();
+   };
+   stream << "bad\nworse" << std::flush;
    EXPECT_TRUE(stream.good());
-   stream.detachPrinter(&failing);
-   stream << "three\n";
-   EXPECT_THAT(notes.take(), ElementsAre("1 line one\n", "1 part two", "1 line three\n"));
+   stream << "outer\n" << std::flush << "last\ngone\n";
+   EXPECT_EQ(notes.take(), "1 !bad\n|1 worse|1 !outer\n|1 inner|1 !last\n|");
 }
 
-TEST_F(DtOutputStreamTest, APrinterMayUseTheStreamItPrintsFor)
-{
-   struct Nested : Notes
-   {
-      explicit Nested(DtOutputStream & out) : stream(out) {}
-      void write(std::string const & text, int printLevel, bool stamp) override
-      {
-         Notes::write(text, printLevel, stamp);
-         if (text == "outer\n")
-            stream << "inner";
-         stream.detachPrinter(text == "last\n" ? this : nullptr);
-      }
-      DtOutputStream & stream;
-   } nested(stream);
-   stream.attachPrinter(&nested);
-   stream << "outer\n"
-          << std::flush << "last\n"
-          << "gone\n";
-   EXPECT_THAT(nested.take(), ElementsAre("1 line outer\n", "1 part inner", "1 line last\n"));
-}
-
-TEST(DtOutputStream, CallsGoThroughTheSlots)
+TEST(DtOutputStream, CallsItsSlotsAndFlushesAtItsEnd)
 {
    struct Own : DtOutputStream
    {
       using DtOutputStream::DtOutputStream;
       int threshold() const override { return 5; }
-      void write(std::string const & text, bool stamp) override
-      {
-         DtOutputStream::write("own " + text, stamp);
-      }
+      void write(std::string const & text, bool stamp) override { DtOutputStream::write("+" + text, stamp); }
    };
    int level = 4;
    Notes notes;
    DtOutputStreamBuffer buffer;
-   EXPECT_EQ(buffer.pubsync(), -1);
    {
       Own stream(&buffer, level, 0, &notes);
       stream << "lost\n";
       level = 5;
       stream << "one\n";
       stream("two");
+      stream << "partial";
    }
-   EXPECT_THAT(notes.take(), ElementsAre("5 line own one\n", "5 part own ", "5 part own two", "0 part "));
+   EXPECT_EQ(notes.take(), "5 !+one\n|5 +|5 +two|0 partial|");
    EXPECT_EQ(buffer.pubsync(), -1);
    EXPECT_EQ(buffer.sputc('x'), 'x');
 }
 
-TEST(DtOutputStream, ItsDestructorFlushes)
-{
-   int level = 0;
-   Notes notes;
-   DtOutputStreamBuffer buffer;
-   {
-      DtOutputStream stream(&buffer, level, 0, &notes);
-      stream << "partial";
-   }
-   EXPECT_THAT(notes.take(), ElementsAre("0 part partial"));
-}
-
-/// Stays inside `write` until it is let go.
-class Stuck : public DtPrinter
-{
-public:
-   void write(std::string const &, int, bool) override
-   {
-      entered.set_value();
-      letGo.get_future().wait();
-   }
-
-   std::promise<void> entered;
-   std::promise<void> letGo;
-};
-
-TEST(DtOutputStream, ASilentStreamTakesNoLock)
+TEST_F(DtOutputStreamTest, TakesNoLockWhileSilent)
 {
    Watchdog const watchdog;
-   int level = 0;
-   Stuck stuck;
-   DtOutputStreamBuffer buffer;
-   DtOutputStream stream(&buffer, level, 0, &stuck);
-   // The thread holds the locks of stream and buffer: a printer with the mutex of its stream is inside.
-   std::thread holder([&] { stream << '\n'; });
-   stuck.entered.get_future().wait();
-   stream.setThreshold(1);
+   std::promise<void> entered;
+   std::promise<void> letGo;
+   notes.then = [&](std::string const & text)
+   {
+      if (text.empty())
+         return;
+      entered.set_value();
+      letGo.get_future().wait();
+   };
+   // Inside the printer this holds the locks of the buffer and of the printers.
+   std::thread holder([&] { stream << "stay\n"; });
+   entered.get_future().wait();
+   stream.setThreshold(3);
    stream << "silent " << 1 << "\n";
    stream("%d", 1);
-   stuck.letGo.set_value();
+   letGo.set_value();
    holder.join();
 }
 
 TEST(DtOutputStream, ManyThreadsMayWrite)
 {
    CapturedStream captured;
-   std::vector<std::thread> threads;
-   for (int i = 0; i < 4; ++i)
-      threads.emplace_back(
-         [i]
-         {
-            DtPrinter & other = DtStandardErrorConsole;
-            for (int n = 0; n < 50; ++n)
-            {
-               DtWarn("whole %d\n", i);
-               DtInfo << "x\n";
-               DtInfo.detachPrinter(&other);
-               DtDebug.setThreshold(4 + n % 2);
-               DtDebug << "silent\n";
-            }
-         });
-   for (std::thread & thread : threads)
-      thread.join();
-   DtDebug.setThreshold(4);
-   int whole = 0;
-   for (CapturedStream::Write const & one : captured.writes())
-      whole += one.text.size() == 8 && one.text.compare(0, 6, "whole ") == 0 ? 1 : 0;
-   EXPECT_EQ(whole, 200);
-   EXPECT_EQ(captured.textAt(2).size(), 400u);
+   auto const write = []
+   {
+      for (int n = 0; n < 100; ++n)
+      {
+         DtInfo << "x\n";
+         DtInfo("%c", 'y');
+         DtInfo.detachPrinter(&DtStandardErrorConsole);
+         DtDebug.setThreshold(4);
+         DtDebug << "silent\n";
+      }
+   };
+   std::thread other(write);
+   write();
+   other.join();
+   EXPECT_EQ(captured.text().size(), 600u);
 }
 
 } // namespace

@@ -1,39 +1,58 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "tslutil/base/tslPrinter.h"
+#include "tslutil/base/tslNotify.h"
 
+#include <map>
 #include <mutex>
 #include <string>
-#include <vector>
 
 /// Takes what the five streams print, in place of all their printers, while it lives. Afterwards they print
 /// to standard output, and the notification level is what it was.
 class CapturedStream : public DtPrinter
 {
 public:
-   struct Write
+   CapturedStream() : mySavedLevel(DtNotifyLevel)
    {
-      std::string text;
-      int level;
-      bool stamp;
-   };
+      for (DtOutputStream * stream : {&DtFatal, &DtWarn, &DtInfo, &DtVerbose, &DtDebug})
+         stream->flush();
+      DtSetTessalyPrinter(this);
+   }
 
-   CapturedStream();
-   ~CapturedStream() override;
-   void write(std::string const & text, int level, bool stamp) override;
+   ~CapturedStream() override
+   {
+      DtSetTessalyPrinter(&DtStandardOutConsole);
+      DtNotifyLevel = mySavedLevel;
+   }
+
+   void write(std::string const & text, int level, bool /*stamp*/) override
+   {
+      std::lock_guard<std::mutex> const guard(myMutex);
+      myTexts[theAll] += text;
+      myTexts[level] += text;
+   }
 
    /// What was printed, all streams in one.
-   std::string text() const;
+   std::string text() const { return textAt(theAll); }
+
    /// What the stream with the threshold `level` printed.
-   std::string textAt(int level) const;
-   /// The single calls, those without text included.
-   std::vector<Write> writes() const;
+   std::string textAt(int level) const
+   {
+      std::lock_guard<std::mutex> const guard(myMutex);
+      auto const place = myTexts.find(level);
+      return place != myTexts.end() ? place->second : "";
+   }
+
    /// Forgets what was printed.
-   void clear();
+   void clear()
+   {
+      std::lock_guard<std::mutex> const guard(myMutex);
+      myTexts.clear();
+   }
 
 private:
+   static constexpr int theAll = -1000;
    mutable std::mutex myMutex;
-   std::vector<Write> myWrites;
+   std::map<int, std::string> myTexts;
    int mySavedLevel;
 };
