@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: MIT
+#include "tslutil/system/tslDirectory.h"
+
+#include "support/temporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fcntl.h>
+#include <pwd.h>
+#include <string>
+#include <unistd.h>
+
+namespace
+{
+
+DtFilename nameOf(std::string const & text)
+{
+   return DtFilename(text.c_str());
+}
+
+TEST(Directory, OpensFilesForThisProcessOnly)
+{
+   TemporaryFolder const folder;
+   std::string const path = folder.path("file");
+   for (char const * const mode : {"w", "a+", "rb", "r+b"})
+   {
+      std::FILE * const file = DtFileOpen(path.c_str(), mode);
+      ASSERT_NE(file, nullptr) << mode;
+      EXPECT_EQ(fcntl(fileno(file), F_GETFD), FD_CLOEXEC) << mode;
+      EXPECT_EQ(std::fputs("x", file) >= 0, std::string(mode) != "rb") << mode;
+      DtFileClose(file);
+   }
+   EXPECT_EQ(folder.read("file"), "xx");
+   for (char const * const mode : {"", "?", static_cast<char const *>(nullptr)})
+      EXPECT_EQ(DtFileOpen(path.c_str(), mode), nullptr);
+   EXPECT_EQ(DtFileOpen(folder.path("missing").c_str(), "r"), nullptr);
+   EXPECT_EQ(DtFileOpen(nullptr, "r"), nullptr);
+   DtFileClose(nullptr);
+}
+
+TEST(Directory, KnowsTheProcesssDirectories)
+{
+   TemporaryFolder const folder;
+   DtString const before = DtGetCwd();
+   // Longer than the 260 characters of other systems.
+   std::string const deep = folder.path() + "/" + std::string(200, 'd') + "/" + std::string(200, 'e');
+   EXPECT_TRUE(DtMakeDirectory(nameOf(deep)));
+   ASSERT_EQ(chdir(deep.c_str()), 0);
+   EXPECT_EQ(DtGetCwd(), deep.c_str());
+   EXPECT_TRUE(DtDeleteDirectory(nameOf(deep)));
+   EXPECT_EQ(DtGetCwd(), "");
+   ASSERT_EQ(chdir(before), 0);
+   // No variable of the environment counts.
+   setenv("HOME", "/nowhere", 1);
+   setenv("TMPDIR", "/nowhere", 1);
+   std::string const home = getpwuid(getuid())->pw_dir;
+   EXPECT_EQ(DtGetUserHomeDirectory(), home.c_str());
+   EXPECT_EQ(DtGetOrvelUserConfigurationDirectory(), (home + "/.config/ORVEL").c_str());
+   EXPECT_EQ(DtGetTempDirectory(), "/tmp/");
+   unsetenv("TMPDIR");
+   setenv("HOME", home.c_str(), 1);
+}
+
+TEST(Directory, MakesEveryLevelAndTellsWhetherItMadeOne)
+{
+   TemporaryFolder const folder;
+   folder.write("file", "");
+   struct
+   {
+      char const * path;
+      bool made, there;
+   } const rows[] = {
+      {"a/b//c/", true, true}, {"a/b/c", false, true},         {"a/d", true, true},
+      {"x\\y", true, true},    {"new/../file/z", true, false}, {"file/z", false, false},
+   };
+   for (auto const & row : rows)
+   {
+      DtFilename const path = nameOf(folder.path(row.path));
+      EXPECT_EQ(DtMakeDirectory(path), row.made) << row.path;
+      EXPECT_EQ(path.exists(), row.there) << row.path;
+      EXPECT_EQ(path, folder.path(row.path).c_str());
+   }
+   EXPECT_FALSE(DtMakeDirectory(DtFilename()));
+}
+
+TEST(Directory, DeletesFilesAndLeavesSubdirectories)
+{
+   TemporaryFolder const folder;
+   for (char const * const file : {"d/one", "d/.hidden", "d/sub/kept"})
+      folder.write(file, "");
+   ASSERT_EQ(symlink(folder.path("d/sub").c_str(), folder.path("d/link").c_str()), 0);
+   EXPECT_FALSE(DtDeleteDirectory(nameOf(folder.path("d"))));
+   std::vector<DtFilename> const left = DtGetFileListFromDirectory(folder.path("d"), "*");
+   EXPECT_EQ(left, (std::vector<DtFilename>{".", "..", "sub"}));
+   EXPECT_TRUE(DtDeleteDirectory(nameOf(folder.path("d/sub"))));
+   EXPECT_TRUE(DtDeleteDirectory(nameOf(folder.path("d"))));
+   EXPECT_FALSE(DtDeleteDirectory(nameOf(folder.path("d"))));
+   EXPECT_FALSE(DtDeleteDirectory(DtFilename()));
+}
+
+TEST(Directory, ListsWhatMatches)
+{
+   TemporaryFolder const folder;
+   for (char const * const file :
+        {"b.txt", "a.txt", "B.txt", ".c", "[x]", "noext", "sub/inner.txt", "\xC3.bin"})
+      folder.write(file, "");
+   struct
+   {
+      char const * pattern;
+      std::vector<DtFilename> names;
+   } const rows[] = {
+      {"*", {".", "..", ".c", "B.txt", "[x]", "a.txt", "b.txt", "noext", "sub", "\xC3.bin"}},
+      {"*.*", {".", "..", ".c", "B.txt", "[x]", "a.txt", "b.txt", "noext", "sub", "\xC3.bin"}},
+      {"*.txt", {"B.txt", "a.txt", "b.txt"}},
+      {"?.t*t", {"B.txt", "a.txt", "b.txt"}},
+      {"[x]", {"[x]"}},
+      {"*b*", {"\xC3.bin", "b.txt", "sub"}},
+      {"n*o*t", {"noext"}},
+      {"sub/*.txt", {"inner.txt"}},
+      {"a.tx", {}},
+      {"", {}},
+      {"none/*", {}},
+   };
+   for (auto const & row : rows)
+   {
+      std::vector<DtFilename> expected = row.names;
+      std::sort(expected.begin(), expected.end());
+      EXPECT_EQ(DtGetFileListFromDirectory(folder.path(), row.pattern), expected) << row.pattern;
+   }
+   EXPECT_TRUE(DtGetFileListFromDirectory(folder.path("missing"), "*").empty());
+}
+
+/// Sets PATH for a scope.
+class Path
+{
+public:
+   explicit Path(char const * value) : before(std::getenv("PATH"))
+   {
+      value != nullptr ? setenv("PATH", value, 1) : unsetenv("PATH");
+   }
+   ~Path() { setenv("PATH", before.c_str(), 1); }
+
+private:
+   std::string before;
+};
+
+TEST(SearchPathList, GivesTheFirstDirectoryThatHoldsTheFile)
+{
+   TemporaryFolder const folder;
+   for (char const * const file : {"one/f", "two/f", "two/g", "three/f/g", "three/sub/h", "three/etc/passwd"})
+      folder.write(file, "");
+   std::string const one = folder.path("one");
+   std::string const two = folder.path("two");
+   std::string const three = folder.path("three");
+   struct
+   {
+      std::string file, list, found;
+   } const rows[] = {
+      {"f", one + ":" + two, one},
+      {"g", one + ":" + two, two},
+      {"g", "::" + one + "::/no:" + two + ":", two},
+      {"f", three + ":" + two, two},
+      {"sub/h", three, three},
+      {"etc/passwd", ":" + three, three},
+      {"/g", two, two},
+      {"h", one + ":" + two, ""},
+      {"f", one + ";" + two, ""},
+      {"f", one + ":" + std::string(600, 'x'), one},
+      {"f", std::string(511, 'x') + ":" + one, one},
+   };
+   for (auto const & row : rows)
+   {
+      EXPECT_EQ(DtSearchPathList(nameOf(row.file), row.list), row.found.c_str())
+         << row.file << " " << row.list;
+      Path const path(row.list.c_str());
+      EXPECT_EQ(DtSearchPathList(nameOf(row.file), ""), row.found.c_str()) << row.file << " " << row.list;
+   }
+   for (char const * const none : {"", static_cast<char const *>(nullptr)})
+   {
+      Path const path(none);
+      EXPECT_EQ(DtSearchPathList("f", ""), "");
+   }
+   EXPECT_DEATH(DtSearchPathList("f", std::string(512, 'x') + ":" + one), "more than 511 characters");
+}
+
+} // namespace
