@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/base/tslIntrusiveList.h"
 
+#include "support/allocations.h"
 #include "support/slots.h"
 
 #include <gtest/gtest.h>
@@ -145,6 +146,24 @@ TEST(DtList, GivesItemsBackOnWhateverThread)
       })
       .join();
    EXPECT_EQ(textOf(list), std::string(3000, 'b'));
+}
+
+TEST(DtList, UsesItsItemsAgainUpToABound)
+{
+   DtList list;
+   list.remove(list.add(letter('a')));
+   AllocationCount const steady;
+   for (int i = 0; i < 100; ++i)
+      list.remove(list.add(letter('a')));
+   EXPECT_EQ(steady.here(), 0u);
+   std::size_t const many = 3000;
+   for (std::size_t i = 0; i < many; ++i)
+      list.add(letter('a'));
+   list.removeAll();
+   AllocationCount const full;
+   for (std::size_t i = 0; i < many; ++i)
+      list.add(letter('a'));
+   EXPECT_EQ(full.here(), many - 1024);
 }
 
 class Object : public DtListedObj
