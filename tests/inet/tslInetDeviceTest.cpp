@@ -83,6 +83,8 @@ void makeInterface(NetworkNamespace const & network, json const & row)
                  " type veth peer name to-" + name + "\nlink set to-" + name + " addrgenmode none" + up +
                  "\nlink set " + name + " addrgenmode none multicast " + (row["multicast"] ? "on" : "off") +
                  up);
+   if (row["up"])
+      network.awaitRunning(name);
    for (json const & address : row["ipv4"])
       network.addAddress(name, address[0].get<std::string>() + "/" + address[1].get<std::string>());
    for (json const & address : row["ipv6"])

@@ -2,13 +2,17 @@
 #include "support/networkNamespace.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <thread>
 
 #include <fcntl.h>
+#include <net/if.h>
 #include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -100,6 +104,24 @@ bool NetworkNamespace::ip(std::string const & commands) const
    return good;
 }
 
+bool NetworkNamespace::awaitRunning(std::string const & interfaceName) const
+{
+   Inside const inside(*this);
+   int const any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   ifreq request = {};
+   interfaceName.copy(request.ifr_name, sizeof request.ifr_name - 1);
+   for (int tries = 0; tries < 5000 && (request.ifr_flags & IFF_RUNNING) == 0; ++tries)
+   {
+      if (tries > 0)
+         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      if (ioctl(any, SIOCGIFFLAGS, &request) != 0)
+         break;
+   }
+   close(any);
+   EXPECT_NE(request.ifr_flags & IFF_RUNNING, 0) << interfaceName;
+   return (request.ifr_flags & IFF_RUNNING) != 0;
+}
+
 bool NetworkNamespace::connect(NetworkNamespace const & left, std::string const & leftName,
                                NetworkNamespace const & right, std::string const & rightName)
 {
@@ -107,7 +129,8 @@ bool NetworkNamespace::connect(NetworkNamespace const & left, std::string const 
    auto const bringUp = [](NetworkNamespace const & where, std::string const & name)
    { return where.ip("link set " + name + " addrgenmode none\nlink set " + name + " up"); };
    return left.ip("link add " + leftName + " type veth peer name " + rightName + " netns " + there) &&
-          bringUp(left, leftName) && bringUp(right, rightName);
+          bringUp(left, leftName) && bringUp(right, rightName) && left.awaitRunning(leftName) &&
+          right.awaitRunning(rightName);
 }
 
 bool NetworkNamespace::addAddress(std::string const & interfaceName, std::string const & address) const

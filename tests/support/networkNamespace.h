@@ -32,7 +32,11 @@ public:
    /// false then.
    bool ip(std::string const & commands) const;
 
-   /// Makes a link between two namespaces, or within one, both ends up and without any address.
+   /// Waits until an interface that was brought up carries packets, for the system takes its time. False, and
+   /// the test fails, if that doesn't happen.
+   bool awaitRunning(std::string const & interfaceName) const;
+
+   /// Makes a link between two namespaces, or within one, both ends running and without any address.
    static bool connect(NetworkNamespace const & left, std::string const & leftName,
                        NetworkNamespace const & right, std::string const & rightName);
 
