@@ -50,6 +50,7 @@ std::string describe(DtInetAddr const & address)
 
 TEST(DtInetAddr, TextGivesAddressMaskAndKind)
 {
+   HostTable hosts;
    // A plain prefix length has no effect: the class default holds. A zone of nonsense is no scope, and one
    // that is too large is cut to 32 bits.
    char const * const rows[][3] = {{nullptr, nullptr, "0.0.0.0 ff000000/8 0 A"},
@@ -74,6 +75,10 @@ TEST(DtInetAddr, TextGivesAddressMaskAndKind)
       EXPECT_EQ(describe(DtInetAddr(row[0], row[1])), row[2]);
       EXPECT_EQ(describe(DtInetAddr(DtString(row[0]), DtString(row[1]))), row[2]);
    }
+   EXPECT_TRUE(hosts.queries.empty());
+   DtInetAddr const cut("::1%-1");
+   EXPECT_EQ(static_cast<boost::asio::ip::address const *>(cut.boostAddress())->to_v6().scope_id(),
+             0xFFFFFFFF);
 }
 
 TEST(DtInetAddr, ValuesAndSystemNamesGiveAddresses)
@@ -125,7 +130,8 @@ TEST(DtInetAddr, KindIsASnapshotAndWhatWasHandedOutStays)
       // What was made for one family stays through an assignment of the other.
       copy = DtInetAddr("fe80::1");
       copy.setNetmask(0xFF000000);
-      EXPECT_EQ(copy.netmask(), 0u);
+      copy.setPrefixLen(16);
+      EXPECT_EQ(describe(copy), "fe80::1 00000000/16 0 ");
       EXPECT_EQ(copy.getBroadcastAddr(), kept);
       EXPECT_STREQ(copy.getLoopbackAddr()->toDtString(), "::1");
    }
