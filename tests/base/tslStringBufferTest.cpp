@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 namespace
@@ -15,53 +16,40 @@ using namespace std::string_literals;
 
 TEST(DtStringBuffer, WritesEachFormAndNothingIfItDoesNotFit)
 {
-   struct
+   std::tuple<int, bool, std::string, int> const rows[] = {{0, false, "\0\0\0\3abc"s, 4},
+                                                           {0, true, "\0\0\0\3\0a\0b\0c"s, 4},
+                                                           {1, false, "abc", 0},
+                                                           {2, false, "abc\0"s, 1},
+                                                           {3, true, "abc\0"s, 1},
+                                                           {4, false, "abc", 0},
+                                                           {5, false, "abc", 0},
+                                                           {6, false, "abc", 0},
+                                                           {7, false, "", 0},
+                                                           {-1, false, "", 0}};
+   for (auto const & [number, wide, bytes, padding] : rows)
    {
-      int type;
-      bool wide;
-      std::string bytes;
-      int padding;
-   } const rows[] = {{0, false, "\0\0\0\3abc"s, 4},
-                     {0, true, "\0\0\0\3\0a\0b\0c"s, 4},
-                     {1, false, "abc", 0},
-                     {2, false, "abc\0"s, 1},
-                     {3, true, "abc\0"s, 1},
-                     {4, false, "abc", 0},
-                     {5, false, "abc", 0},
-                     {6, false, "abc", 0},
-                     {7, false, "", 0},
-                     {-1, false, "", 0}};
-   for (auto const & row : rows)
-   {
-      DtStringEncodingType const type = DtStringEncodingType(row.type);
-      int const size = static_cast<int>(row.bytes.size());
-      std::vector<char> buffer(row.bytes.size() + 1, '#');
-      EXPECT_EQ(DtStringToBuffer(type, buffer.data(), size, "abc", row.wide), size);
-      EXPECT_EQ(std::string(buffer.data(), row.bytes.size()), row.bytes);
+      DtStringEncodingType const type = DtStringEncodingType(number);
+      int const size = static_cast<int>(bytes.size());
+      std::vector<char> buffer(bytes.size() + 1, '#');
+      EXPECT_EQ(DtStringToBuffer(type, buffer.data(), size, "abc", wide), size);
+      EXPECT_EQ(std::string(buffer.data(), bytes.size()), bytes);
       EXPECT_EQ(buffer.back(), '#');
       std::fill(buffer.begin(), buffer.end(), '#');
-      EXPECT_EQ(DtStringToBuffer(type, buffer.data(), size - 1, "abc", row.wide), 0);
+      EXPECT_EQ(DtStringToBuffer(type, buffer.data(), size - 1, "abc", wide), 0);
       EXPECT_EQ(std::string(buffer.data(), buffer.size()), std::string(buffer.size(), '#'));
-      EXPECT_EQ(DtStringGetNetPadding(type), row.padding);
+      EXPECT_EQ(DtStringGetNetPadding(type), padding);
 
       DtString read("before");
-      bool const readable = row.type >= 0 && row.type < 6;
-      EXPECT_EQ(DtStringFromBuffer(type, &read, row.bytes.c_str(), size, row.wide), readable ? size : 0);
+      bool const readable = number >= 0 && number < 6;
+      EXPECT_EQ(DtStringFromBuffer(type, &read, bytes.c_str(), size, wide), readable ? size : 0);
       EXPECT_STREQ(read, readable ? "abc" : "before");
    }
 }
 
 TEST(DtStringBuffer, ReadsDoubtfulBuffersAsTold)
 {
-   struct
-   {
-      int type;
-      bool wide;
-      std::string bytes; // Four bytes of slack behind the size may be read.
-      int size;
-      int used;
-      std::string text;
-   } const rows[] = {
+   // Form, wide, bytes of which up to eight behind the size may be read, size; bytes used, text.
+   std::tuple<int, bool, std::string, int, int, std::string> const rows[] = {
       // The bound of a counted string is that of the buffer with another count field.
       {0, false, "\0\0\0\6abcdef"s, 2, 10, "abcdef"},
       {0, false, "\0\0\0\7abcdefg"s, 2, 0, "before"},
@@ -71,20 +59,19 @@ TEST(DtStringBuffer, ReadsDoubtfulBuffersAsTold)
       {0, true, "\0\0\0\4\0a\1b\0\0"s, 0, 12, "ab"},
       {0, true, "\x7f\xff\xff\xff\0\0"s, 0, 2, ""},
       {0, true, "\xff\xff\xff\xff"s, 0, 2, ""},
+      // A terminated one may lack its NUL.
       {2, false, "abc"s, 2, 3, "ab"},
       {2, false, "a\0c"s, 3, 2, "a"},
       {3, false, "abc"s, 0, 7, "before"},
       {1, false, "abc"s, 2, 2, "ab"},
-      {5, false, "abc"s, 0, 0, ""},
-   };
-   for (auto const & row : rows)
+      {5, false, "abc"s, 0, 0, ""}};
+   for (auto const & [type, wide, bytes, size, used, text] : rows)
    {
       DtString read("before");
-      std::vector<char> const bytes(row.bytes.begin(), row.bytes.end());
-      EXPECT_EQ(DtStringFromBuffer(DtStringEncodingType(row.type), &read, bytes.data(), row.size, row.wide),
-                row.used)
-         << row.bytes;
-      EXPECT_EQ(read.stdString(), row.text) << row.bytes;
+      std::vector<char> const buffer(bytes.begin(), bytes.end());
+      EXPECT_EQ(DtStringFromBuffer(DtStringEncodingType(type), &read, buffer.data(), size, wide), used)
+         << bytes;
+      EXPECT_EQ(read.stdString(), text) << bytes;
    }
 }
 

@@ -15,30 +15,25 @@ namespace
 TEST(DtStringStreams, ReadWordsAndQuotedText)
 {
    std::string const longWord(300, 'w');
-   struct
+   std::string const rows[][3] = {{"  one two", "one", " two"},
+                                  {"\"one\" two", "one", " two"},
+                                  {"\"a  b\t\n c\" d", "a b c", " d"},
+                                  {"\"a b \" c", "a b ", " c"},
+                                  {"\" a\" c", "", " a\" c"},
+                                  {"\"\" a", "", " a"},
+                                  {"a\"b c", "a\"b", " c"},
+                                  {"\"a b", "a b", ""},
+                                  {"\"a", "a", ""},
+                                  {"", "", ""},
+                                  {longWord, longWord.substr(45), longWord.substr(255)}};
+   for (auto const & [input, expected, rest] : rows)
    {
-      std::string input;
-      std::string text;
-      std::string rest;
-   } const rows[] = {{"  one two", "one", " two"},
-                     {"\"one\" two", "one", " two"},
-                     {"\"a  b\t\n c\" d", "a b c", " d"},
-                     {"\"a b \" c", "a b ", " c"},
-                     {"\" a\" c", "", " a\" c"},
-                     {"\"\" a", "", " a"},
-                     {"a\"b c", "a\"b", " c"},
-                     {"\"a b", "a b", ""},
-                     {"\"a", "a", ""},
-                     {"", "", ""},
-                     {longWord, longWord.substr(45), longWord.substr(255)}};
-   for (auto const & row : rows)
-   {
-      std::istringstream in(row.input);
+      std::istringstream in(input);
       DtString text("before");
       in >> text;
-      EXPECT_EQ(text.stdString(), row.text) << row.input;
+      EXPECT_EQ(text.stdString(), expected) << input;
       in.clear();
-      EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), row.rest) << row.input;
+      EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), rest) << input;
    }
    std::ostringstream out;
    out << std::setw(4) << DtString("ab") << DtString();

@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <clocale>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <random>
 
 namespace
@@ -20,9 +20,9 @@ namespace
 
 std::string printed(double number)
 {
-   std::array<char, 64> text{};
-   std::snprintf(text.data(), text.size(), "%.13g", number);
-   return text.data();
+   char text[64];
+   std::snprintf(text, sizeof text, "%.13g", number);
+   return text;
 }
 
 TEST(DtStringNumber, IntegersBecomeDecimalDigitsOf32Bits)
@@ -70,165 +70,95 @@ TEST(DtStringNumber, DoublesFollowTheLocalesDecimalPoint)
    std::setlocale(LC_NUMERIC, "C");
 }
 
-/// What a parse gives: its result, and the flag after it was preset to true and to false.
-struct Outcome
-{
-   double value;
-   bool afterTrue;
-   bool afterFalse;
-};
-
-bool operator==(Outcome const & left, Outcome const & right)
-{
-   return left.value == right.value && left.afterTrue == right.afterTrue &&
-          left.afterFalse == right.afterFalse;
-}
-
-std::ostream & operator<<(std::ostream & out, Outcome const & outcome)
-{
-   return out << outcome.value << " " << outcome.afterTrue << outcome.afterFalse;
-}
-
+/// What a parse gives: the number, then the flag after it was preset to true and to false.
 template<class Number>
-Outcome parse(Number (DtString::*parser)(bool *) const, char const * text, int staleErrno = 0)
+std::string parsed(Number (DtString::*parser)(bool *) const, char const * text, int staleErrno)
 {
    DtString const string(text);
-   std::array<bool, 2> flags = {true, false};
-   double value = 0;
-   for (bool & flag : flags)
-   {
-      errno = staleErrno;
-      value = static_cast<double>((string.*parser)(&flag));
-   }
+   bool flags[] = {true, false};
    errno = staleErrno;
-   EXPECT_EQ(static_cast<double>((string.*parser)(nullptr)), value) << text;
-   return {value, flags[0], flags[1]};
+   Number const number = (string.*parser)(&flags[0]);
+   errno = staleErrno;
+   EXPECT_EQ((string.*parser)(&flags[1]), number) << text;
+   EXPECT_EQ((string.*parser)(nullptr), number) << text;
+   return printed(static_cast<double>(number)) + " " + "01"[flags[0]] + "01"[flags[1]];
+}
+
+/// Every text gives the outcome, after the error that an earlier call left.
+template<class Number>
+void expectParses(Number (DtString::*parser)(bool *) const, std::string const & outcome,
+                  std::initializer_list<char const *> texts, int staleErrno = 0)
+{
+   for (char const * text : texts)
+      EXPECT_EQ(parsed(parser, text, staleErrno), outcome) << text;
 }
 
 TEST(DtStringNumber, ParsesSignedIntegers)
 {
-   struct
-   {
-      char const * text;
-      Outcome outcome;
-   } const rows[] = {
-      {"12", {12, true, false}},
-      {" 12 ", {12, true, false}},
-      {"12abc", {12, true, false}},
-      {"0777", {777, true, false}},
-      {"007", {7, true, false}},
-      {"+5", {5, true, false}},
-      {"0 5", {5, true, false}},
-      {"\r\n\t+0+ -5", {-5, true, false}},
-      {"-0777", {-511, true, false}},
-      {"\v0777", {511, true, false}},
-      {"-0x10", {-16, true, false}},
-      {"-0xg", {0, true, true}},
-      {"000", {0, true, true}},
-      {"-0", {0, true, true}},
-      {"089", {89, true, false}},
-      {"", {0, false, false}},
-      {" ", {0, false, false}},
-      {"+", {0, false, false}},
-      {"-", {0, false, false}},
-      {"- 5", {0, false, false}},
-      {"abc", {0, false, false}},
-      {"x1F", {0, false, false}},
-      {" x1F", {0, false, false}},
-      {"0x", {0, false, false}},
-      {"0xg", {0, false, false}},
-      {"0x1F", {0, true, false}},
-      {"00X1f", {0, true, false}},
-      {"2147483646", {2147483646, true, false}},
-      {"2147483647", {2147483647, true, true}},
-      {"2147483648", {2147483647, false, false}},
-      {"99999999999999999999", {2147483647, false, false}},
-      {"-2147483648", {-2147483648.0, true, true}},
-      {"-2147483649", {-2147483648.0, false, false}},
-      {"-99999999999", {-2147483648.0, false, false}},
-   };
-   for (auto const & row : rows)
-      EXPECT_EQ(parse(&DtString::toInt, row.text), row.outcome) << row.text;
-   // An old error decides at the two ends.
-   EXPECT_EQ(parse(&DtString::toInt, "2147483647", ERANGE), (Outcome{2147483647, false, false}));
-   EXPECT_EQ(parse(&DtString::toInt, "7", ERANGE), (Outcome{7, true, false}));
-   EXPECT_EQ(parse(&DtString::toInt, "0", EINVAL), (Outcome{0, true, true}));
+   auto const toInt = &DtString::toInt;
+   expectParses(toInt, "12 10", {"12", " 12 ", "12abc", "+12", "0012", "0 12", "\r\n\t+0+ 12", "\v014"});
+   expectParses(toInt, "89 10", {"089", "89"});
+   expectParses(toInt, "-16 10", {"-16", " -16", "0 -16", "-020", "-0x10"});
+   // The flag is written for 0 and the two ends alone.
+   expectParses(toInt, "0 11", {"0", "000", "-0", "-0xg"});
+   expectParses(toInt, "0 00", {"", " ", "+", "-", "- 5", "abc", "x1F", " x1F", "0x", "0xg"});
+   expectParses(toInt, "0 10", {"0x1F", "00X1f"});
+   expectParses(toInt, "2147483646 10", {"2147483646"});
+   expectParses(toInt, "2147483647 11", {"2147483647"});
+   expectParses(toInt, "2147483647 00", {"2147483648", "4294967296", "99999999999999999999"});
+   expectParses(toInt, "-2147483648 11", {"-2147483648"});
+   expectParses(toInt, "-2147483648 00", {"-2147483649", "-99999999999"});
+   // There an old error decides.
+   expectParses(toInt, "2147483647 00", {"2147483647"}, ERANGE);
+   expectParses(toInt, "7 10", {"7"}, ERANGE);
+   expectParses(toInt, "0 11", {"0"}, EINVAL);
 }
 
 TEST(DtStringNumber, ParsesUnsignedIntegers)
 {
-   struct
-   {
-      char const * text;
-      int staleErrno;
-      Outcome outcome;
-   } const rows[] = {
-      {"12", 0, {12, true, true}},
-      {"0", 0, {0, true, true}},
-      {"", 0, {0, false, false}},
-      {"abc", 0, {0, false, false}},
-      {"0x1F", 0, {0, true, false}},
-      {"x", 0, {0, false, false}},
-      {"-1", 0, {4294967295.0, true, true}},
-      {"-4294967295", 0, {1, true, true}},
-      {"4294967295", 0, {4294967295.0, true, true}},
-      {"4294967296", 0, {4294967295.0, false, false}},
-      {"-99999999999", 0, {4294967295.0, false, false}},
-      {"4294967295", ERANGE, {4294967295.0, false, false}},
-      {"0", EINVAL, {0, false, false}},
-      {"5", EINVAL, {5, true, true}},
-   };
-   for (auto const & row : rows)
-      EXPECT_EQ(parse(&DtString::toUInt, row.text, row.staleErrno), row.outcome)
-         << row.text << row.staleErrno;
+   auto const toUInt = &DtString::toUInt;
+   expectParses(toUInt, "12 11", {"12", "012", "+12x"});
+   expectParses(toUInt, "0 11", {"0", "-0"});
+   expectParses(toUInt, "0 00", {"", "abc", "x", "0x"});
+   expectParses(toUInt, "0 10", {"0x1F"});
+   expectParses(toUInt, "1 11", {"1", "-4294967295"});
+   expectParses(toUInt, "4294967295 11", {"4294967295", "-1"});
+   expectParses(toUInt, "4294967295 00", {"4294967296", "-99999999999"});
+   expectParses(toUInt, "4294967295 00", {"4294967295"}, ERANGE);
+   expectParses(toUInt, "0 00", {"0"}, EINVAL);
+   expectParses(toUInt, "5 11", {"5"}, EINVAL);
+}
+
+template<class Number>
+void expectReals(Number (DtString::*parser)(bool *) const)
+{
+   expectParses(parser, "150 11", {"150", " 1.5e2x", "+00150"});
+   expectParses(parser, "-0.5 11", {"-.5", "0 -0.5"});
+   expectParses(parser, "0 00", {"", "e", "0x", " X1F"});
+   expectParses(parser, "inf 00", {"1e999"});
+   expectParses(parser, "inf 00", {"inf"}, ERANGE);
+   expectParses(parser, "inf 11", {"inf"});
+   expectParses(parser, "-inf 11", {"-1e999"});
+   expectParses(parser, "0 00", {"0"}, EINVAL);
 }
 
 TEST(DtStringNumber, ParsesRealNumbers)
 {
-   double const inf = HUGE_VAL;
-   double const bits1F = std::ldexp(31.0, -1074);
-   struct
-   {
-      char const * text;
-      int staleErrno;
-      Outcome asDouble;
-      Outcome asFloat;
-   } const rows[] = {
-      {" 1.5e2x", 0, {150, true, true}, {150, true, true}},
-      {"0.1", 0, {0.1, true, true}, {0.1f, true, true}},
-      {"00.5", 0, {0.5, true, true}, {0.5, true, true}},
-      {"-.5", 0, {-0.5, true, true}, {-0.5, true, true}},
-      {"", 0, {0, false, false}, {0, false, false}},
-      {"e", 0, {0, false, false}, {0, false, false}},
-      {"1e999", 0, {inf, false, false}, {inf, false, false}},
-      {"-1e999", 0, {-inf, true, true}, {-inf, true, true}},
-      {"inf", 0, {inf, true, true}, {inf, true, true}},
-      {"inf", ERANGE, {inf, false, false}, {inf, false, false}},
-      {"0", EINVAL, {0, false, false}, {0, false, false}},
-      {"0x3FF0000000000000", 0, {1, true, false}, {0, true, false}},
-      {"0x1F", 0, {bits1F, true, false}, {0, true, false}},
-      {"0x", 0, {0, false, false}, {0, false, false}},
-      {" X1F", 0, {0, false, false}, {0, false, false}},
-   };
-   for (auto const & row : rows)
-   {
-      EXPECT_EQ(parse(&DtString::toDouble, row.text, row.staleErrno), row.asDouble) << row.text;
-      EXPECT_EQ(parse(&DtString::toFloat, row.text, row.staleErrno), row.asFloat) << row.text;
-   }
+   expectReals(&DtString::toDouble);
+   expectReals(&DtString::toFloat);
+   EXPECT_EQ(DtString("0.1").toDouble(), 0.1);
+   EXPECT_EQ(DtString("0.1").toFloat(), 0.1f);
+   // Hexadecimal digits are the bits of the double, and nothing of a float.
+   expectParses(&DtString::toDouble, "1 10", {"0x3FF0000000000000"});
+   expectParses(&DtString::toFloat, "0 10", {"0x3FF0000000000000"});
+   EXPECT_EQ(DtString("0x1F").toDouble(), std::ldexp(31.0, -1074));
 }
 
 TEST(DtStringNumber, ParsesTruth)
 {
-   struct
-   {
-      char const * text;
-      Outcome outcome;
-   } const rows[] = {{"1", {1, true, true}},     {"7", {1, true, true}},  {"TRUE", {1, true, true}},
-                     {"True", {1, true, true}},  {"0", {0, true, true}},  {"False", {0, true, true}},
-                     {"yes", {0, false, false}}, {"", {0, false, false}}, {"truely", {0, false, false}},
-                     {"-3", {1, true, true}},    {"0x1", {0, true, true}}};
-   for (auto const & row : rows)
-      EXPECT_EQ(parse(&DtString::toBoolean, row.text), row.outcome) << row.text;
+   expectParses(&DtString::toBoolean, "1 11", {"1", "-3", "7x", "TRUE", "True"});
+   expectParses(&DtString::toBoolean, "0 11", {"0", "False", "0x1"});
+   expectParses(&DtString::toBoolean, "0 00", {"", "yes", "truely"});
 }
 
 } // namespace
