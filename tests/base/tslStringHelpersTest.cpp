@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <iomanip>
 #include <memory>
 #include <sstream>
@@ -104,15 +105,15 @@ TEST(DtStringHelpers, ResizeInStepsOfFourAndZeroWhatIsNew)
    int size = 99;
    EXPECT_EQ(DtResizeString(buffer, size, 4), 0);
    EXPECT_EQ(size, 8);
-   std::memcpy(buffer, "abcdefgh", 8);
-   char * const before = buffer;
+   // More memory than it tells of, none of it zero.
+   char * const before = buffer = static_cast<char *>(std::memset(std::realloc(buffer, 64), '#', 64));
    EXPECT_EQ(DtResizeString(buffer, size, 7), 0);
    for (int wanted : {-1, INT_MIN, INT_MAX - 1, INT_MAX})
       EXPECT_EQ(DtResizeString(buffer, size, wanted), -1);
    EXPECT_EQ(buffer, before);
    EXPECT_EQ(size, 8);
    EXPECT_EQ(DtResizeString(buffer, size, 8), 0);
-   EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(size)), std::string("abcdefgh\0\0\0\0", 12));
+   EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(size)), std::string("########\0\0\0\0", 12));
    std::free(buffer);
 }
 
