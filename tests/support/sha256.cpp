@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#include "support/sha256.h"
+
+#include <openssl/sha.h>
+
+std::string sha256(void const * bytes, std::size_t size)
+{
+   unsigned char digest[SHA256_DIGEST_LENGTH];
+   SHA256(static_cast<unsigned char const *>(bytes), size, digest);
+   std::string text;
+   for (unsigned char const byte : digest)
+   {
+      text += "0123456789abcdef"[byte >> 4];
+      text += "0123456789abcdef"[byte & 15];
+   }
+   return text;
+}

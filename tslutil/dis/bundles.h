@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tslutil/dis/bufferPool.h"
+#include "tslutil/inet/tslInetSocket.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <vector>
+
+namespace tsl
+{
+
+/// An endpoint that a DIS socket sends to. Endpoints without a protocol would be equal to every other, so
+/// that of a key is always UDP.
+struct Destination
+{
+   explicit Destination(DtInetEndpoint const & endpoint);
+
+   DtInetEndpoint to;
+};
+
+/// PDUs that wait to go to one endpoint as one datagram.
+struct Bundle : Destination
+{
+   using Destination::Destination;
+
+   /// The size of the datagram; 0 while there is no bundle for this endpoint.
+   int bytes = 0;
+   /// The PDUs in order, and buffers of zeros between them where they fill up to the alignment.
+   std::vector<BufferPool::Buffer> buffers;
+   /// Under way: a callback of its own send must neither add to it nor send it again.
+   bool isSending = false;
+};
+
+/// Orders destinations by their endpoints and finds them by an endpoint alone. They are held by pointer,
+/// since sending takes its endpoint by plain reference.
+struct ByEndpoint
+{
+   typedef void is_transparent;
+
+   template<class Left, class Right>
+   bool operator()(Left const & left, Right const & right) const
+   {
+      return endpoint(left) < endpoint(right);
+   }
+
+private:
+   static DtInetEndpoint const & endpoint(DtInetEndpoint const & key) { return key; }
+   template<class Kind>
+   static DtInetEndpoint const & endpoint(std::unique_ptr<Kind> const & destination)
+   {
+      return destination->to;
+   }
+};
+
+typedef std::set<std::unique_ptr<Destination>, ByEndpoint> Destinations;
+
+/// The bundles of a socket, in the order of their endpoints. A bundle that has gone leaves its place behind,
+/// so that the next one to its endpoint takes no memory. Not locked.
+class Bundles
+{
+public:
+   typedef std::set<std::unique_ptr<Bundle>, ByEndpoint> Places;
+
+   explicit Bundles(BufferPool & bufferPool) : pool(bufferPool) {}
+
+   /// The bundle for an endpoint; null if there is none, not even an empty place.
+   Bundle * find(DtInetEndpoint const & to);
+   /// The same, with a new place if there is none. Places that are in use stay where they are.
+   Bundle & place(DtInetEndpoint const & to);
+   /// Adds a copy of a chain of `total` bytes behind `fill` zeros.
+   void add(Bundle & bundle, std::int64_t fill, DtInetSockChain const & pdu, std::int64_t total);
+   /// Ends a bundle.
+   void remove(Bundle & bundle);
+
+   Places::iterator begin() { return places.begin(); }
+   Places::iterator end() { return places.end(); }
+
+   /// Forgets the places that are not in use.
+   void shrink();
+
+private:
+   BufferPool & pool;
+   Places places;
+   Bundle * lastFound = nullptr;
+   std::size_t manyPlaces = 64;
+};
+
+} // namespace tsl

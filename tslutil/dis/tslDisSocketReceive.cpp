@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "tslutil/dis/disSocketImpl.h"
+#include "tslutil/dis/pduReader.h"
+#include "tslutil/dis/tslDisSocket.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <typeinfo>
+
+int DtDisSocket::minPacketSize()
+{
+   return myImpl->minPacketBytes;
+}
+
+void DtDisSocket::setMinPacketSize(int bytes)
+{
+   myImpl->minPacketBytes = bytes;
+}
+
+unsigned long DtDisSocket::receiveBundleByteAlignment(int version)
+{
+   return version < 7 ? 0 : 8;
+}
+
+int DtDisSocket::getNextBundle(int count, DtInetSockChain & chain, DtInetEndpoint & from, int * status)
+{
+   DtScopedLock guard(myImpl->lock, myLockNeeded);
+   if (*status != 0)
+      return count;
+   tsl::PduQueue & queue = myImpl->pendingPdus;
+   if (queue.empty())
+      return 0;
+   std::vector<char> const & pdu = queue.front();
+   std::size_t copied = 0;
+   for (std::vector<char> * buffer : chain)
+   {
+      std::size_t const piece = std::min(buffer->size(), pdu.size() - copied);
+      std::copy_n(pdu.begin() + static_cast<std::ptrdiff_t>(copied), piece, buffer->begin());
+      copied += piece;
+   }
+   bool const fits = copied == pdu.size();
+   *status = fits ? DtInetSockRcvFromQueue : DtInetSockRcvNoRoom;
+   from = queue.frontSource();
+   queue.pop(myImpl->pool);
+   return fits ? static_cast<int>(copied) : 0;
+}
+
+int DtDisSocket::minSizeFilter(int count, DtInetSockChain &, DtInetEndpoint &, int * status)
+{
+   if (count < 1 || count >= minPacketSize())
+      return count;
+   *status = DtInetSockRcvFiltered;
+   return 0;
+}
+
+int DtDisSocket::suppressSelfReflect(int count, DtInetSockChain &, DtInetEndpoint & from, int * status)
+{
+   if (count < 1 || from != myImpl->localSenderEp)
+      return count;
+   *status = DtInetSockRcvSelf;
+   return 0;
+}
+
+int DtDisSocket::filterExercisePdus(int count, DtInetSockChain & chain, DtInetEndpoint & from, int * status)
+{
+   if (count < 1)
+      return count;
+   DtDisSocketPduHeader * const header = tsl::headerAt(chain.begin(), chain.end(), 0);
+   tsl::PduReader pdu(header, 0, chain.begin(), chain.end());
+   void * const bytes = pdu.isWhole() ? header : pdu.bytes();
+   if (!protocolVersion()->evalTest(bytes, 0, DtPduFilterByte) ||
+       !exerciseId()->evalTest(bytes, 1, DtPduFilterByte) ||
+       !pduKind()->evalTest(bytes, 2, DtPduFilterByte) || !ipAddr()->evalTest(&from, 0, DtPduFilterOther))
+   {
+      *status = DtInetSockRcvFiltered;
+      return 0;
+   }
+   bool coupled = false;
+   int const size = getPduSize(header, 0, chain.begin(), chain.end(), status, coupled, false);
+   if (!coupled)
+      return size;
+   std::int64_t const filled =
+      size + (size == count ? 0 : tsl::fillBehind(size, receiveBundleByteAlignment(pdu.version())));
+   int const extra =
+      getCoupledAttributePduSize(header, 0, chain.begin(), chain.end(), status, static_cast<int>(filled));
+   if (extra != 0)
+      return static_cast<int>(filled) + extra;
+   tsl::warnOfMissingAttribute();
+   return size;
+}
+
+/// Whether nobody but this class itself writes to the chain of a receive.
+bool DtDisSocket::hasOwnReceiveOnly()
+{
+   // Only subclasses can take the class's own callbacks away.
+   std::size_t const after = myImpl->sendSide == nullptr ? 3 : 4;
+   return callbacks(DtInetSockPreReceive).size() == 1 && callbacks(DtInetSockPostReceive).size() == after &&
+          typeid(*this) == typeid(DtDisSocket);
+}
+
+DtInetSockRcvStatus DtDisSocket::recvFrom(char * data, std::size_t size, DtInetEndpoint & from,
+                                          unsigned long flags)
+{
+   tsl::Loan<tsl::FlatChain> flat(myImpl->flatReceive);
+   flat->clear(size);
+   tsl::PduQueue const & queue = myImpl->pendingPdus;
+   bool const isQueuedTooLarge = !queue.empty() && queue.front().size() > size;
+   std::uint64_t const before = myTotalBytesReceived;
+   DtInetSockRcvStatus const result = recvToChainFrom(flat->chain, from, flags);
+   if (result > 0)
+      std::copy_n(flat->bytes.begin(), std::min({size, flat->bytes.size(), static_cast<std::size_t>(result)}),
+                  data);
+   // What was counted is what was written, unless something did not fit.
+   std::uint64_t const counted = myTotalBytesReceived - before;
+   bool const isNothing = counted == 0 && result == DtInetSockRcvNothing &&
+                          (myNonBlocking || (myFlags & DtInetSockFlagAsyncReceive) != 0);
+   bool const isKnown = isNothing || (counted > 0 && counted <= size);
+   if (isKnown && !isQueuedTooLarge && hasOwnReceiveOnly())
+      flat->dirty = static_cast<std::size_t>(counted);
+   return result;
+}
+
+int DtDisSocket::unbundle(DtInetSocket * socket, int count, DtInetSockChain & chain, DtInetEndpoint & from,
+                          void * status)
+{
+   return static_cast<DtDisSocket *>(socket)->unbundle(count, chain, from, static_cast<int *>(status));
+}
+
+int DtDisSocket::getNextBundle(DtInetSocket * socket, int count, DtInetSockChain & chain,
+                               DtInetEndpoint & from, void * status)
+{
+   return static_cast<DtDisSocket *>(socket)->getNextBundle(count, chain, from, static_cast<int *>(status));
+}
+
+int DtDisSocket::suppressSelfReflect(DtInetSocket * socket, int count, DtInetSockChain & chain,
+                                     DtInetEndpoint & from, void * status)
+{
+   return static_cast<DtDisSocket *>(socket)->suppressSelfReflect(count, chain, from,
+                                                                  static_cast<int *>(status));
+}
+
+int DtDisSocket::filterExercisePdus(DtInetSocket * socket, int count, DtInetSockChain & chain,
+                                    DtInetEndpoint & from, void * status)
+{
+   return static_cast<DtDisSocket *>(socket)->filterExercisePdus(count, chain, from,
+                                                                 static_cast<int *>(status));
+}
+
+int DtDisSocket::minSizeFilter(DtInetSocket * socket, int count, DtInetSockChain & chain,
+                               DtInetEndpoint & from, void * status)
+{
+   return static_cast<DtDisSocket *>(socket)->minSizeFilter(count, chain, from, static_cast<int *>(status));
+}
