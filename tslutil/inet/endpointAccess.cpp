@@ -28,31 +28,28 @@ Name copyOf(void const * bytes)
    return name;
 }
 
-// Addresses and ports in network order compare by their bytes.
-template<class Left, class Right>
-int compareBytes(Left const & left, Right const & right)
+int compareNumbers(std::uint64_t left, std::uint64_t right)
 {
-   static_assert(sizeof left == sizeof right);
-   return std::memcmp(&left, &right, sizeof left);
+   return left < right ? -1 : left > right;
 }
 
-int compareIpv4(sockaddr const * left, sockaddr const * right)
+/// Address and port as one number in their order.
+std::uint64_t numberOf(sockaddr_in const & name)
 {
-   auto const l = copyOf<sockaddr_in>(left);
-   auto const r = copyOf<sockaddr_in>(right);
-   int const byAddress = compareBytes(l.sin_addr, r.sin_addr);
-   return byAddress != 0 ? byAddress : compareBytes(l.sin_port, r.sin_port);
+   return std::uint64_t(boost::asio::detail::socket_ops::network_to_host_long(name.sin_addr.s_addr)) << 16 |
+          tsl::hostPort(name.sin_port);
 }
 
-int compareIpv6(sockaddr const * left, sockaddr const * right)
+/// Scope and port as one number in their order.
+std::uint64_t numberOf(sockaddr_in6 const & name)
 {
-   auto const l = copyOf<sockaddr_in6>(left);
-   auto const r = copyOf<sockaddr_in6>(right);
-   if (int const byAddress = compareBytes(l.sin6_addr, r.sin6_addr))
-      return byAddress;
-   if (l.sin6_scope_id != r.sin6_scope_id)
-      return l.sin6_scope_id < r.sin6_scope_id ? -1 : 1;
-   return compareBytes(l.sin6_port, r.sin6_port);
+   return std::uint64_t(name.sin6_scope_id) << 16 | tsl::hostPort(name.sin6_port);
+}
+
+int compareIpv6(sockaddr_in6 const & left, sockaddr_in6 const & right)
+{
+   int const byAddress = std::memcmp(&left.sin6_addr, &right.sin6_addr, sizeof left.sin6_addr);
+   return byAddress != 0 ? byAddress : compareNumbers(numberOf(left), numberOf(right));
 }
 
 /// Orders names as Boost orders its endpoints: by family, address, scope, port.
@@ -61,7 +58,9 @@ int compare(sockaddr const * left, sockaddr const * right)
    bool const isLeftIpv4 = left->sa_family == AF_INET;
    if (isLeftIpv4 != (right->sa_family == AF_INET))
       return isLeftIpv4 ? -1 : 1;
-   return isLeftIpv4 ? compareIpv4(left, right) : compareIpv6(left, right);
+   if (isLeftIpv4)
+      return compareNumbers(numberOf(copyOf<sockaddr_in>(left)), numberOf(copyOf<sockaddr_in>(right)));
+   return compareIpv6(copyOf<sockaddr_in6>(left), copyOf<sockaddr_in6>(right));
 }
 
 /// Whether both endpoints have a name of a protocol and their order holds.

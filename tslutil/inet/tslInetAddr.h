@@ -77,6 +77,7 @@ public:
    virtual ~DtInetAddr();
    /// The address as text, with "%" and the scope number if the value has a scope. The flag has no effect.
    virtual DtString toDtString(bool flag = false) const;
+   /// The family that the address has; isIPv4() and isIPv6() ask for one.
    virtual DtInetUtils::DtInetAddrFamily family() const;
    virtual bool isIPv4() const;
    virtual bool isIPv6() const;
@@ -88,11 +89,13 @@ public:
    virtual void setPrefixLen(std::uint64_t prefixLen);
    /// The prefix length in bits.
    virtual std::uint64_t prefix() const;
+   /// In 224.0.0.0/4 or ff00::/8.
    virtual bool isMulticast() const;
    /// IPv4: all host bits are set, and there are at least two of them. IPv6: ff?2::1.
    virtual bool isBroadcast() const;
    /// Exactly 127.0.0.1 or ::1.
    virtual bool isLoopback() const;
+   /// 0.0.0.0 or ::.
    virtual bool isAnyAddr() const;
    /// The broadcast address: IPv4 by the netmask of the moment, IPv6 ff02::1. The object belongs to the
    /// library and stays valid for good; for IPv4 each call gives it its value anew.
@@ -114,6 +117,7 @@ public:
    /// Sets what scope() answers, unless the address itself came with a scope. The address, and so its text
    /// and its place in an order, never changes. Throws std::bad_cast on IPv4.
    virtual void setScope(DtInetIpv6Scope scope);
+   /// The scope of an IPv6 address, 0 for none.
    virtual DtInetIpv6Scope scope() const;
    /// The `boost::asio::ip::address` in this object. Whoever writes it leaves the classification as it was.
    virtual void const * boostAddress() const;

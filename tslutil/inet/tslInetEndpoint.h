@@ -28,6 +28,7 @@ public:
    /// The IPv4 any-address, port 0, no protocol. Such an endpoint is equal to none, itself included.
    DtInetEndpoint();
 
+   /// The endpoint of an address and a port in host order, 0 for any.
    DtInetEndpoint(DtInetAddr const & address, unsigned short port, DtInetProtocol protocol = DtInetProtoNone);
 
    /// The endpoint that a text names; see hostLookup(). Blocks for the look-up. If that fails, isOk() is
@@ -56,10 +57,13 @@ public:
    virtual void setPort(unsigned short port);
    /// The port in host order; 0 stands for any.
    virtual unsigned short port() const;
+   /// Sets the protocol and makes the Boost endpoint that goes with it.
    virtual void setProtocol(DtInetProtocol protocol);
    virtual DtInetProtocol protocol() const;
    virtual DtInetUtils::DtInetAddrFamily family() const;
+   /// Sets all three at once.
    virtual void setEndpoint(DtInetProtocol protocol, DtInetAddr const & address, unsigned short port);
+   /// What the address and the protocol are.
    virtual bool isIPv4() const;
    virtual bool isIPv6() const;
    virtual bool isTcp() const;
