@@ -6,7 +6,7 @@
 #include <vector>
 
 /// Answers the process's look-ups of host names in place of the system while it lives: every name that isn't
-/// in the table is unknown. Literal addresses stay the system's. Used by one thread.
+/// in the table is unknown. Used by one thread.
 struct HostTable
 {
    HostTable();
