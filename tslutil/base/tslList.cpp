@@ -64,10 +64,11 @@ void DtList::addToList(DtListItem * item, DtListItem * after)
 {
    if (item == nullptr)
       return;
+   DtListItem * const next = after != nullptr ? after->myNext : myFirst;
    item->myPrev = after;
-   item->myNext = after != nullptr ? after->myNext : myFirst;
+   item->myNext = next;
    (after != nullptr ? after->myNext : myFirst) = item;
-   (item->myNext != nullptr ? item->myNext->myPrev : myLast) = item;
+   (next != nullptr ? next->myPrev : myLast) = item;
    ++myCount;
 }
 

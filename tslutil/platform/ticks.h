@@ -7,12 +7,18 @@
 namespace tsl::platform
 {
 
-/// Reads the counter, which never goes back and which no change of the wall clock touches. 0, or the system's
-/// error number; `ticks` is left alone then.
-int readTicks(std::int64_t & ticks);
+/// What is told of the counter: a value, or the system's error number if that isn't 0; the value is 0 then.
+struct Ticks
+{
+   std::int64_t count;
+   int error;
+};
 
-/// The rate of the counter, in ticks a second. Fails as readTicks does.
-int readTickRate(std::int64_t & ticksPerSecond);
+/// Reads the counter, which never goes back and which no change of the wall clock touches.
+Ticks readTicks();
+
+/// How many ticks make a second. Fails as readTicks does.
+Ticks ticksPerSecond();
 
 /// The wall clock in whole milliseconds since the beginning of 1970, UTC.
 std::int64_t wallClockMilliseconds();

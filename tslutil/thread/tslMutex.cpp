@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/thread/tslMutex.h"
 
+#include "tslutil/platform/mutex.h"
+
 DtMutex::DtMutex() = default;
 
 // The copy is inaccessible to callers; it must not hold the source's state.
@@ -15,17 +17,17 @@ DtMutex::~DtMutex() = default;
 
 void DtMutex::lock()
 {
-   myMutex.lock();
+   tsl::platform::lockMutex(myMutex);
 }
 
 bool DtMutex::tryLock()
 {
-   return myMutex.try_lock();
+   return tsl::platform::tryLockMutex(myMutex);
 }
 
 void DtMutex::unlock()
 {
-   myMutex.unlock();
+   tsl::platform::unlockMutex(myMutex);
 }
 
 DtScopedSequenceLock::DtScopedSequenceLock(void * userData, void (*begin)(void *), void (*end)(void *))

@@ -34,12 +34,12 @@ DtClock::DtClock()
      useCounter(true),
      counterReady(false),
      counterBase(0.0),
-     counterFrequency(0.0)
+     secondsPerTick(0.0)
 {
-   std::int64_t ticksPerSecond = 0;
-   if (int const error = tsl::platform::readTickRate(ticksPerSecond))
-      warnOfCounter(error, "QueryPerformanceFrequency");
-   counterFrequency = double(ticksPerSecond);
+   tsl::platform::Ticks const rate = tsl::platform::ticksPerSecond();
+   if (rate.error != 0)
+      warnOfCounter(rate.error, "QueryPerformanceFrequency");
+   secondsPerTick = 1.0 / double(rate.count);
    DtClock::init();
 }
 
@@ -50,11 +50,11 @@ void DtClock::init()
    startTime.store(absRealTime(), relaxed);
    if (useCounter.load(relaxed))
    {
-      std::int64_t ticks;
-      if (int const error = tsl::platform::readTicks(ticks))
-         warnOfCounter(error, "QueryPerformanceCounter");
+      tsl::platform::Ticks const ticks = tsl::platform::readTicks();
+      if (ticks.error != 0)
+         warnOfCounter(ticks.error, "QueryPerformanceCounter");
       else
-         counterBase.store(double(ticks), relaxed);
+         counterBase.store(double(ticks.count), relaxed);
    }
    // Behind the new base, so that the approximate time begins at about zero on a later call, too.
    setSimTime(0.0);
@@ -112,13 +112,13 @@ double DtClock::absRealTime() const
 {
    if (!useCounter.load(relaxed) || !counterReady.load(relaxed))
       return double(tsl::platform::wallClockMilliseconds()) / 1000.0;
-   std::int64_t ticks;
-   if (int const error = tsl::platform::readTicks(ticks))
+   tsl::platform::Ticks const ticks = tsl::platform::readTicks();
+   if (ticks.error != 0)
    {
-      warnOfCounter(error, "QueryPerformanceCounter");
+      warnOfCounter(ticks.error, "QueryPerformanceCounter");
       return 0.0;
    }
-   return (double(ticks) - counterBase.load(relaxed)) / counterFrequency + startTime.load(relaxed);
+   return (double(ticks.count) - counterBase.load(relaxed)) * secondsPerTick + startTime.load(relaxed);
 }
 
 bool DtClock::usePerfCounter() const

@@ -57,7 +57,7 @@ private:
    std::atomic<bool> useCounter;
    std::atomic<bool> counterReady;
    std::atomic<double> counterBase;
-   double counterFrequency;
+   double secondsPerTick;
 };
 
 /// The process-wide clock of older callers; null until DtTimeInit, then alive to the end of the process.

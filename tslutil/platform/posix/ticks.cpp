@@ -13,19 +13,17 @@ namespace
 constexpr std::int64_t nanosecondsPerSecond = 1000000000;
 } // namespace
 
-int readTicks(std::int64_t & ticks)
+Ticks readTicks()
 {
    timespec now;
    if (clock_gettime(CLOCK_MONOTONIC, &now) != 0)
-      return errno;
-   ticks = std::int64_t(now.tv_sec) * nanosecondsPerSecond + now.tv_nsec;
-   return 0;
+      return {0, errno};
+   return {std::int64_t(now.tv_sec) * nanosecondsPerSecond + now.tv_nsec, 0};
 }
 
-int readTickRate(std::int64_t & ticksPerSecond)
+Ticks ticksPerSecond()
 {
-   ticksPerSecond = nanosecondsPerSecond;
-   return 0;
+   return {nanosecondsPerSecond, 0};
 }
 
 std::int64_t wallClockMilliseconds()
