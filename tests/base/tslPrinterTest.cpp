@@ -75,7 +75,7 @@ TEST(DtFilePrinter, RollsWhenMoreThanTheIntervalHasPassed)
 {
    TemporaryFolder const folder;
    // Names are split at the last point, even one of a directory.
-   char const * const names[][3] = {{"run.log", "run_1.log", "run_2.log"},
+   char const * const names[][3] = {{"run.x.log", "run.x_1.log", "run.x_2.log"},
                                     {"plain", "plain_1", "plain_2"},
                                     {"a.d/plain", "a_1.d/plain", "a_2.d/plain"}};
    DtFilePrinter printer;
