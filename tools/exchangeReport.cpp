@@ -68,10 +68,11 @@ void line(std::ostream & out, char const * label, std::string const & text)
 }
 
 /// A line that says something only if there is something to say.
-void note(std::ostream & out, char const * label, std::size_t count, std::string const & text)
+void note(std::ostream & out, char const * label, std::size_t count, char const * what,
+          std::string const & text)
 {
    if (count > 0)
-      line(out, label, grouped(count) + " " + text);
+      line(out, label, counted(count, what) + " " + text);
 }
 
 void printRow(std::ostream & out, std::string const & kind, std::string const & exercise,
@@ -87,8 +88,8 @@ void printHead(std::ostream & out, ExchangeSubject const & subject)
    out << "\n";
    line(out, "recording",
         subject.file + ": " + counted(subject.pdus, "PDU") + " in " + counted(subject.rows, "datagram"));
-   note(out, "left out", subject.otherDatagrams, "datagrams that are no row of PDUs");
-   note(out, "left out", subject.otherPackets, "packets that are no whole UDP datagram");
+   note(out, "left out", subject.otherDatagrams, "datagram", "that can't be taken apart into PDUs");
+   note(out, "left out", subject.otherPackets, "packet", "without a whole UDP datagram");
    line(out, "road", subject.from + " -> " + subject.to);
    out << "\n";
 }
@@ -127,13 +128,13 @@ void printExchange(std::ostream & out, ExchangeSubject const & subject, Exchange
            grouped(saved(result)) + " saved by bundling");
    line(out, "speed", grouped(perSecond(result)) + " PDUs/s");
    line(out, "latency", latencyText(result.ledger.latencies));
-   note(out, "coupled", result.ledger.coupled, "delivered in one unit with the Attribute PDU");
-   note(out, "attached", result.ledger.attached,
+   note(out, "coupled", result.ledger.coupled, "PDU", "delivered in one unit with the Attribute PDU behind");
+   note(out, "attached", result.ledger.attached, "PDU",
         "with the coupled bit but no Attribute PDU behind: delivered with the next PDU, which came again");
-   note(out, "own", result.ownDropped, "datagrams recognised by the sender as its own and dropped");
-   note(out, "own", result.ownHeard, "PDUs that the sender heard from itself");
-   note(out, "strange", result.strange, "PDUs from the sender that match none under way");
-   note(out, "foreign", result.foreign, "PDUs from somebody else, passed over");
+   note(out, "own", result.ownDropped, "datagram", "recognised by the sender as its own and dropped");
+   note(out, "own", result.ownHeard, "PDU", "that the sender heard from itself");
+   note(out, "strange", result.strange, "PDU", "from the sender like none under way");
+   note(out, "foreign", result.foreign, "PDU", "from somebody else, passed over");
    line(out, "verdict", verdict(result));
 }
 
