@@ -74,14 +74,14 @@ TEST(DtStringPatternMatch, KeepsASkipTableOfItsOwn)
    Table match("text", "abcab");
    Table copy(match);
    match.setPattern("xy");
-   EXPECT_EQ(match.mySkipTable['a'], 2);
-   EXPECT_EQ(match.mySkipTable['y'], -2);
-   EXPECT_EQ(copy.mySkipTable['a'], 1);
-   EXPECT_EQ(copy.mySkipTable['b'], -3);
-   EXPECT_EQ(copy.mySkipTable['c'], 2);
-   EXPECT_EQ(copy.mySkipTable['x'], 5);
+   EXPECT_EQ(match.mySkipTable[int{'a'}], 2);
+   EXPECT_EQ(match.mySkipTable[int{'y'}], -2);
+   EXPECT_EQ(copy.mySkipTable[int{'a'}], 1);
+   EXPECT_EQ(copy.mySkipTable[int{'b'}], -3);
+   EXPECT_EQ(copy.mySkipTable[int{'c'}], 2);
+   EXPECT_EQ(copy.mySkipTable[int{'x'}], 5);
    copy = match;
-   EXPECT_EQ(copy.mySkipTable['y'], -2);
+   EXPECT_EQ(copy.mySkipTable[int{'y'}], -2);
    EXPECT_NE(copy.mySkipTable, match.mySkipTable);
 }
 

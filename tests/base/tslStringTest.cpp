@@ -55,7 +55,7 @@ TEST(DtString, HoldsTheTextOfEachKindOfArgument)
    EXPECT_STREQ(DtString(static_cast<char const *>(nullptr)), "");
    EXPECT_STREQ(DtString('c'), "c");
    EXPECT_TRUE(DtString('\0').isEmpty());
-   for (std::size_t length : {0, 1, 62, 63, 64, 65, 1000})
+   for (std::size_t length : {0u, 1u, 62u, 63u, 64u, 65u, 1000u})
    {
       std::string const text = textOf(length);
       EXPECT_EQ(DtString(text).stdString(), text);
@@ -74,7 +74,7 @@ TEST(DtString, HoldsTheTextOfEachKindOfArgument)
 
 TEST(DtString, TouchesTheHeapFrom64CharactersOn)
 {
-   for (std::size_t length : {0, 10, 63, 64, 100})
+   for (std::size_t length : {0u, 10u, 63u, 64u, 100u})
    {
       std::string const text = textOf(length);
       std::string const half = textOf(length / 2);
@@ -127,7 +127,7 @@ TEST(DtString, JoinsTextsAndItselfToItself)
    DtString const left("left");
    EXPECT_STREQ(left + "right" + DtString(-7), "leftright-7");
    EXPECT_STREQ("right" + left + static_cast<char const *>(nullptr), "rightleft");
-   for (std::size_t length : {20, 40, 100})
+   for (std::size_t length : {20u, 40u, 100u})
    {
       std::string const text = textOf(length);
       DtString own(text);
