@@ -26,24 +26,25 @@ void DtOutputStreamBuffer::forget(DtOutputStream const * stream)
 // The level is asked before the lock is taken, so that a silent stream costs a comparison and no more.
 DtOutputStreamBuffer::int_type DtOutputStreamBuffer::overflow(int_type character)
 {
-   if (traits_type::eq_int_type(character, traits_type::eof()))
-      return 0;
-   DtOutputStream const * const stream = myStream;
-   if (stream == nullptr || !stream->okToPrint())
-      return character;
+   DtOutputStream const * const stream = myStream.load(std::memory_order_relaxed);
+   if (stream != nullptr && stream->okToPrint() && !traits_type::eq_int_type(character, traits_type::eof()))
+      append(traits_type::to_char_type(character));
+   return traits_type::not_eof(character);
+}
+
+void DtOutputStreamBuffer::append(char character)
+{
    DtScopedLock guard(myMutex, true);
    try
    {
-      char const added = traits_type::to_char_type(character);
-      myLine += added;
-      if (added == '\n')
+      myLine += character;
+      if (character == '\n')
          deliver(true);
    }
    catch (...)
    {
       myLine.clear();
    }
-   return character;
 }
 
 int DtOutputStreamBuffer::sync()
@@ -150,14 +151,17 @@ void DtOutputStream::operator()(char const * format, ...)
 {
    if (!okToPrint())
       return;
-   flushBuffer();
-   if (format == nullptr)
-      return;
    va_list arguments;
    va_start(arguments, format);
-   tsl::WorkBuffer const text(format, arguments);
+   print(format, arguments);
    va_end(arguments);
-   write(text.c_str(), false);
+}
+
+void DtOutputStream::print(char const * format, va_list arguments)
+{
+   flushBuffer();
+   if (format != nullptr)
+      write(tsl::WorkBuffer(format, arguments).c_str(), false);
 }
 
 void DtOutputStream::flushBuffer()

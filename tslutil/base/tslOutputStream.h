@@ -5,6 +5,7 @@
 #include "tslutil/tslutilExport.h"
 
 #include <atomic>
+#include <cstdarg>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -38,6 +39,7 @@ private:
    friend class DtOutputStream;
 
    void forget(DtOutputStream const * stream);
+   void append(char character);
    void deliver(bool stamp);
 
    std::string myLine;
@@ -82,6 +84,7 @@ public:
    [[gnu::format(printf, 2, 3)]] virtual void operator()(char const * format, ...);
 
 private:
+   [[gnu::format(printf, 2, 0)]] void print(char const * format, va_list arguments);
    void flushBuffer();
 
    DtOutputStreamBuffer * myBuffer;
