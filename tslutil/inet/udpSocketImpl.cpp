@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/udpSocketImpl.h"
 
+#include <boost/asio/ip/v6_only.hpp>
+
 using boost::asio::socket_base;
 using tsl::nameOf;
 using tsl::platform::SocketName;
@@ -45,6 +47,9 @@ int DtInetUdpSocketImpl::bind(DtInetEndpoint const & local, std::uint32_t interf
    filter.local = nameOf(local);
    filter.netmask = static_cast<std::uint32_t>(local.address().netmask());
    int error = tsl::platform::hearInterfaceOnly(socket.handle(), filter);
+   // What comes to the host by IPv4 isn't for an IPv6 address, and stays for others.
+   if (error == 0 && local.isIPv6())
+      error = socket.set(boost::asio::ip::v6_only(true));
    unsigned short port = local.port();
    if (error == 0 && port == 0)
       error = findFreePort(local, port);

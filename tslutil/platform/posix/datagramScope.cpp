@@ -132,9 +132,6 @@ void dropUnlessIpv6(FilterProgram & program, unsigned offset, in6_addr const & a
 
 void addIpv6(FilterProgram & program, InterfaceFilter const & filter)
 {
-   program.loadNet(BPF_B, 0);
-   program.mask(0xF0);
-   program.dropUnless(0x60);
    if (filter.peer.size != 0)
       dropUnlessIpv6(program, theIpv6Source, ipv6(filter.peer).sin6_addr);
    program.loadNet(BPF_B, theIpv6Target);

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "support/systemCalls.h"
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define HAS_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define HAS_SANITIZER
+#endif
+#endif
+
+namespace
+{
+
+thread_local std::size_t calls = 0;
+
+} // namespace
+
+std::size_t SystemCallCount::total()
+{
+   return calls;
+}
+
+std::size_t SystemCallCount::here() const
+{
+   return total() - before;
+}
+
+#ifdef HAS_SANITIZER
+
+// Its own functions of these names are to stay in force.
+std::string SystemCallCount::whyNot()
+{
+   return "a sanitizer stands before the system's calls";
+}
+
+#else
+
+#include <cstdarg>
+#include <dlfcn.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+std::string SystemCallCount::whyNot()
+{
+   return "";
+}
+
+namespace
+{
+
+template<class Function>
+Function * next(char const * name)
+{
+   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+#define COUNTED(result, name, parameters, arguments)                                                         \
+   extern "C" result name parameters                                                                         \
+   {                                                                                                         \
+      static result(*const system) parameters = next<result parameters>(#name);                              \
+      ++calls;                                                                                               \
+      return system arguments;                                                                               \
+   }
+
+COUNTED(ssize_t, sendto, (int s, void const * p, size_t n, int f, sockaddr const * a, socklen_t l),
+        (s, p, n, f, a, l))
+COUNTED(ssize_t, sendmsg, (int s, msghdr const * m, int f), (s, m, f))
+COUNTED(ssize_t, recv, (int s, void * p, size_t n, int f), (s, p, n, f))
+COUNTED(ssize_t, recvfrom, (int s, void * p, size_t n, int f, sockaddr * a, socklen_t * l),
+        (s, p, n, f, a, l))
+COUNTED(ssize_t, recvmsg, (int s, msghdr * m, int f), (s, m, f))
+COUNTED(ssize_t, read, (int s, void * p, size_t n), (s, p, n))
+COUNTED(ssize_t, write, (int s, void const * p, size_t n), (s, p, n))
+COUNTED(int, poll, (pollfd * p, nfds_t n, int t), (p, n, t))
+
+#endif

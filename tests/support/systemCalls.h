@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// Counts the calls to the system by which the calling thread moves data or waits for it, the library's calls
+/// included.
+class SystemCallCount
+{
+public:
+   /// Why they can't be counted in this build; empty if they can.
+   static std::string whyNot();
+
+   /// The calls since construction.
+   std::size_t here() const;
+
+private:
+   std::size_t before = total();
+   static std::size_t total();
+};
