@@ -107,8 +107,8 @@ bool DtInetUdpSocket::getDoNotRouteOption()
 
 unsigned long DtInetUdpSocket::getSendBufferSize()
 {
-   return static_cast<unsigned long>(getOption<socket_base::send_buffer_size>(
-      *this, myImpl->outgoing(), "DtInetUdpSocket::getDoNotRouteOption():"));
+   return static_cast<unsigned long>(
+      getOption<socket_base::send_buffer_size>(*this, *myImpl, "DtInetUdpSocket::getDoNotRouteOption():"));
 }
 
 unsigned long DtInetUdpSocket::getReceiveBufferSize()
