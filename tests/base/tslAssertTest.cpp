@@ -13,6 +13,7 @@ TEST(DtAssert, DoesWhatItIsToldToAtAFailureOnly)
 {
    CapturedStream captured;
    static std::string calls;
+   calls.clear();
    int tests = 0;
    EXPECT_EQ(DtAssert::getAssertFunction(), nullptr);
    DtASSERT(++tests == 0);

@@ -49,6 +49,7 @@ int theAborts = 0;
 TEST(DtNotify, HelpersPrintTheirTextsAtTheirLevels)
 {
    EXPECT_EQ(DtGetAbortFunc(), nullptr);
+   theAborts = 0;
    DtSetAbortFunc([] { ++theAborts; });
    for (int const level : {-1, 0, 1})
       for (char const * format : {"a %d", static_cast<char const *>(nullptr)})

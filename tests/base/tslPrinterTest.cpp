@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <iostream>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -149,7 +150,7 @@ TEST(DtWindowsConsolePrinter, WritesToTheTerminalAlone)
       DtWindowsConsolePrinter(true).write("to the user", 2, true);
       if (fork() == 0 && setsid() > 0)
          DtWindowsConsolePrinter().write("to nobody", 2, true);
-      return 0;
+      return wait(nullptr) > 0 ? 0 : 1;
    };
    EXPECT_EQ(runOnTerminal(print).shown, "to the user");
 }
