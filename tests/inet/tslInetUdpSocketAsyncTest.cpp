@@ -32,7 +32,6 @@ TEST(DtInetUdpSocketAsync, CountsPollsOfTheQueue)
    EXPECT_EQ(Counters(socket).received, Count(2, 0));
    auto const filled = [&](std::string const & text)
    {
-      // A marker behind the message tells that it is there.
       peer.send(text, "127.0.0.1", socket.localPort());
       socket.clearStats();
    };
@@ -55,13 +54,18 @@ TEST(DtInetUdpSocketAsync, FailureOfASendShowsAtTheNext)
 {
    Watchdog const watchdog;
    LoopbackPeer peer;
-   DtInetUdpSocket socket(loopback(peer.port()), 0, nullptr, 0xF80);
-   std::vector<char> huge(70000);
-   char byte = 'x';
-   EXPECT_EQ(socket.send(huge.data(), huge.size()), 70000);
-   EXPECT_TRUE(eventually([&] { return socket.send(&byte, 1) == -1; }));
-   EXPECT_EQ(socket.getLastError(), 10040);
-   EXPECT_EQ(socket.recv(&byte, 1), DtInetSockRcvFailed);
+   DtInetEndpoint const any(DtInetAddr(), peer.port(), DtInetProtoUdp);
+   std::tuple<DtInetEndpoint, int, int> const rows[] = {{loopback(peer.port()), 70000, 10040},
+                                                        {any, 5, 10049}};
+   for (auto const & [to, size, code] : rows)
+   {
+      DtInetUdpSocket socket(to, 0, nullptr, 0xF80);
+      std::vector<char> bytes(static_cast<std::size_t>(size));
+      EXPECT_EQ(socket.send(bytes.data(), bytes.size()), size);
+      EXPECT_TRUE(eventually([&] { return socket.send(bytes.data(), 1) == -1; }));
+      EXPECT_EQ(socket.getLastError(), code);
+      EXPECT_EQ(socket.recv(bytes.data(), 1), DtInetSockRcvFailed);
+   }
 }
 
 // A datagram larger than the engine's buffer yields -4, and the reading goes on.

@@ -266,14 +266,21 @@ Transfer Engine<Protocol>::put(DtInetSockChain const & chain, DtInetEndpoint con
                      });
 }
 
+// Like any failure, that of a peer which can't be one shows at the next call.
 template<class Protocol>
 template<class Fill>
 Transfer Engine<Protocol>::putMessage(DtInetEndpoint const & peer, Fill const & fill)
 {
-   SocketName name;
-   int const error = myError != 0 ? myError.load() : Traits::name(peer, name);
-   if (error != 0)
+   if (int const error = myError)
       return {0, error};
+   SocketName name;
+   if (int const error = Traits::name(peer, name))
+   {
+      std::vector<char> lost;
+      fill(lost);
+      myError = error;
+      return {static_cast<int>(lost.size()), 0};
+   }
    bool postsDrain = false;
    Transfer copied{0, 0};
    {
@@ -398,12 +405,16 @@ bool Engine<Protocol>::dropSent(int count)
 template<class Protocol>
 void Engine<Protocol>::waitUntilSent()
 {
+   std::size_t left = 0;
    for (int look = 0; look < theSendLooks; ++look)
    {
       {
          DtScopedLock const lock(myToSend.lock, true);
          if (myToSend.ring.isEmpty())
             return;
+         if (myToSend.ring.count() != left)
+            look = 0;
+         left = myToSend.ring.count();
       }
       if (myService.context().poll() == 0)
          DtSleep(theSendLook);

@@ -95,7 +95,7 @@ public:
    void start(unsigned long flags, std::size_t readSize, Socket & reader, Socket & writer);
 
    /// Stops the thread, which takes 0.1 s, and drops what is in the queues. With `sendsFirst` it waits first
-   /// until the send queue is empty, but no longer than a second.
+   /// until the send queue is empty, unless the system takes nothing for a second.
    void stop(bool sendsFirst);
 
    /// Takes the oldest message off the receive queue. Nothing is there: a count of 0, and no sender. It
