@@ -398,8 +398,11 @@ TEST(DtInetUdpSocketGroups, AreJoinedOnceAndLeftOtherwiseThanJoined)
                 "interface 127.0.0.1\nNo buffer space available");
    EXPECT_EQ(socket.state(), DtInetSockError);
    DtInetUdpSocket ipv6(DtInetEndpoint(DtInetAddr("::1"), 9, DtInetProtoUdp));
-   EXPECT_TRUE(ipv6.joinMulticastGroup(DtInetAddr("ff15::1"), &lo)) << ipv6.getLastErrorString();
-   EXPECT_TRUE(ipv6.dropMulticastGroup(DtInetAddr("ff15::1"), nullptr)) << ipv6.getLastErrorString();
+   // The scope that counts is the one in the address, not the field beside it.
+   DtInetAddr scoped("ff15::1");
+   scoped.setScope(DtInetIpv6Scope(77));
+   EXPECT_TRUE(ipv6.joinMulticastGroup(scoped, &lo)) << ipv6.getLastErrorString();
+   EXPECT_TRUE(ipv6.dropMulticastGroup(scoped, nullptr)) << ipv6.getLastErrorString();
    host.ip("link set lo down");
    EXPECT_FALSE(ipv6.joinMulticastGroup(DtInetAddr("ff15::1"), nullptr));
    EXPECT_EQ(ipv6.getLastError(), 10045);

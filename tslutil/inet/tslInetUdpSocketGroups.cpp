@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The multicast groups of UDP sockets.
+#include "tslutil/inet/boostAddress.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/inet/udpSocketImpl.h"
@@ -37,7 +38,7 @@ int changeMembership(ChangeMembership * change, tsl::DatagramSocket const & sock
       tsl::nameOf(DtInetEndpoint(interfaceAddress, 0, DtInetProtoUdp));
    // Without a number the group's own scope tells the interface.
    if (group.isIPv6() && interfaceIndex == 0)
-      interfaceIndex = static_cast<std::uint32_t>(group.scope());
+      interfaceIndex = static_cast<std::uint32_t>(tsl::boostAddress(group).to_v6().scope_id());
    return change(socket.handle(), groupName.data(), interfaceName.data(), interfaceIndex);
 }
 
