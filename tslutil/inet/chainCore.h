@@ -71,9 +71,8 @@ int sendChain(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & t
 /// Receives into a chain. The ways are:
 ///
 ///    Transfer read()                       reads the socket or the queue into the chain
-///    DtInetSockRcvStatus failed(int error) what the receive answers for a failed read, which it records if
-///    it
-///                                          wants to; DtInetSockRcvNothing to go on with a count of 0
+///    DtInetSockRcvStatus failed(int error) what the receive answers for a failed read, which it may record;
+///                                          DtInetSockRcvNothing to go on with a count of 0
 ///    void tellSender()                     a read that gave other than 0: says in `from` who sent it
 template<class Ways>
 DtInetSockRcvStatus receiveChain(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & from,

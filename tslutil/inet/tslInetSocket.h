@@ -254,7 +254,7 @@ public:
    virtual void clearStats();
    /// Adds a callback behind those of the same priority; they run in ascending order. A negative priority
    /// puts it behind all others. False for an unknown type. Callbacks may be added and removed from inside
-   /// one.
+   /// one; those added behind it run in the same pass.
    virtual bool addProcessingCallback(DtInetSockProcessingType type, DtInetSocketProcessingCb callback,
                                       void * userData, int priority);
    /// Removes the first callback with this function, whatever its data; false if there is none.

@@ -10,11 +10,6 @@ namespace
 constexpr int theBadArgument = 10022;
 constexpr int theDestinationInUse = 10056;
 
-bool isForMany(DtInetEndpoint const & endpoint)
-{
-   return endpoint.address().isBroadcast() || endpoint.address().isMulticast();
-}
-
 } // namespace
 
 DtInetUdpSocket::DtInetUdpSocket() : myImpl(std::make_unique<DtInetUdpSocketImpl>(*this))
@@ -72,7 +67,7 @@ bool DtInetUdpSocket::setSocket(DtInetEndpoint const & destination, unsigned sho
 
 bool DtInetUdpSocket::setDestination(DtInetEndpoint const & endpoint)
 {
-   if (myState == DtInetSockOpen && isForMany(myDestination))
+   if (myState == DtInetSockOpen && tsl::isForMany(myDestination.address()))
       return refuse(theDestinationInUse,
                     DtString("DtInetUdpSocket::setDestination(): ") +
                        "Cannot change destination endpoint of open broadcast/multicast socket");

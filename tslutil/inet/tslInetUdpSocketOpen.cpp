@@ -18,11 +18,6 @@ constexpr int theWrongProtocol = 135;
 constexpr int theBadArgument = 10022;
 constexpr unsigned long theAsyncFlags = DtInetSockFlagAsyncReceive | DtInetSockFlagAsyncSend;
 
-bool isForMany(DtInetAddr const & address)
-{
-   return address.isBroadcast() || address.isMulticast();
-}
-
 } // namespace
 
 bool DtInetUdpSocket::openSocket()
@@ -39,7 +34,7 @@ bool DtInetUdpSocket::openSocket()
    if (myDestination.protocol() == DtInetProtoNone)
       myDestination.setProtocol(DtInetProtoUdp);
    // A socket for a group or for broadcasts listens on the port that it sends to.
-   if (isForMany(myDestination.address()) && myLocalEndpoint.port() == 0)
+   if (tsl::isForMany(myDestination.address()) && myLocalEndpoint.port() == 0)
       myLocalEndpoint.setPort(myDestination.port());
    if (myHostInterface == nullptr)
       myLocalEndpoint.setAddress(DtInetAddr::inaddrAny(
@@ -140,7 +135,7 @@ DtInetSocket::Failure DtInetUdpSocket::failOpen(int code, DtString const & text)
 bool DtInetUdpSocket::connectToDestination()
 {
    // No error code: it is misuse that only this answer tells.
-   if (isForMany(myDestination.address()))
+   if (tsl::isForMany(myDestination.address()))
       return refuse(0, DtString("DtInetUdpSocket::connectToDestination(): ") +
                           "cannot connect() to multicast / broadcast destination");
    if (myState == DtInetSockCreated && !openSocket())

@@ -11,6 +11,17 @@
 #include <utility>
 #include <vector>
 
+namespace tsl
+{
+
+/// Whether more than one socket may hear what is sent to an address.
+inline bool isForMany(DtInetAddr const & address)
+{
+   return address.isBroadcast() || address.isMulticast();
+}
+
+} // namespace tsl
+
 /// What a UDP socket holds. Without a device, one system socket sends and receives. With a device, it only
 /// receives, from the device's interface, and a second one sends, bound to the device's address and to the
 /// same port: a socket that is bound to an interface can't reach all of the host, and one that is bound to an
