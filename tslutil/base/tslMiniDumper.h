@@ -10,8 +10,7 @@ class CrashInfo;
 
 /// Offers the user a diagnostic file when the process dies of a crash. Make one at the start of the program;
 /// the object holds no state and need not outlive its constructor. The file is named after the application
-/// with
-/// ".dmp" added and written to the working directory. Without a terminal in the foreground nobody can be
+/// with ".dmp" added and written to the working directory. Without a terminal in the foreground nobody can be
 /// asked, and no file is written. Afterwards the process dies as it would have without this.
 class TSLUTIL_EXPORT DtMiniDumper
 {
