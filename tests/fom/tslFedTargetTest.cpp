@@ -10,152 +10,65 @@
 namespace
 {
 
+#define SLOT(operation) slotOf(&RowTarget::operation)
+
 TEST(DtFedTarget, SlotOrder)
 {
+   // clang-format off
    std::size_t const slots[] = {
-      slotOf(&RowTarget::setFomType),
-      slotOf(&RowTarget::fomType),
-      slotOf(&RowTarget::addSpace),
-      slotOf<void (DtFedTarget::*)(char const *, unsigned long, unsigned long, unsigned long, bool,
-                                   DtString const &)>(&DtFedTarget::addDimension),
+      SLOT(setFomType), SLOT(fomType), SLOT(addSpace),
+      slotOf<void (DtFedTarget::*)(char const *, unsigned long, unsigned long, unsigned long, bool, DtString const &)>(&DtFedTarget::addDimension),
       slotOf<void (DtFedTarget::*)(char const *, char const *)>(&DtFedTarget::addDimension),
-      slotOf(&RowTarget::addObjectClass),
-      slotOf(&RowTarget::addAttribute),
-      slotOf(&RowTarget::addInteractionClass),
-      slotOf(&RowTarget::addParameter),
-      slotOf(&RowTarget::knownObjectClass),
-      slotOf(&RowTarget::knownInteractionClass),
-      slotOf(&RowTarget::removeAllClasses),
-      slotOf(&RowTarget::autoProvide),
-      slotOf(&RowTarget::setAutoProvide),
-      slotOf(&RowTarget::conveyRegionDesignatorSets),
-      slotOf(&RowTarget::setConveyRegionDesignatorSets),
-      slotOf(&RowTarget::conveyProducingFederate),
-      slotOf(&RowTarget::setConveyProducingFederate),
-      slotOf(&RowTarget::attributeScopeAdvisory),
-      slotOf(&RowTarget::setAttributeScopeAdvisory),
-      slotOf(&RowTarget::attributeRelevanceAdvisory),
-      slotOf(&RowTarget::setAttributeRelevanceAdvisory),
-      slotOf(&RowTarget::objectClassRelevanceAdvisory),
-      slotOf(&RowTarget::setObjectClassRelevanceAdvisory),
-      slotOf(&RowTarget::interactionRelevanceAdvisory),
-      slotOf(&RowTarget::setInteractionRelevanceAdvisory),
-      slotOf(&RowTarget::serviceReporting),
-      slotOf(&RowTarget::setServiceReporting),
-      slotOf(&RowTarget::exceptionReporting),
-      slotOf(&RowTarget::setExceptionReporting),
-      slotOf(&RowTarget::delaySubscriptionEvaluation),
-      slotOf(&RowTarget::setDelaySubscriptionEvaluation),
-      slotOf(&RowTarget::automaticResignAction),
-      slotOf(&RowTarget::setAutomaticResignAction),
-      slotOf(&RowTarget::UpdateRateConsistencyTest),
-      slotOf(&RowTarget::knownUpdateRate),
-      slotOf(&RowTarget::numUpdateRates),
-      slotOf(&RowTarget::addUpdateRate),
-      slotOf(&RowTarget::SyncPointConsistencyTest),
-      slotOf(&RowTarget::knownSyncPoint),
-      slotOf(&RowTarget::addSyncPoint),
-      slotOf(&RowTarget::numSyncPoints),
-      slotOf(&RowTarget::knownTransportType),
-      slotOf(&RowTarget::TransportTypeConsistencyTest),
-      slotOf(&RowTarget::numTransports),
-      slotOf(&RowTarget::addTransportType),
-      slotOf(&RowTarget::transportTypeFromTransportation),
-      slotOf(&RowTarget::knownUserDefinedTag),
-      slotOf(&RowTarget::numUserDefinedTags),
-      slotOf(&RowTarget::userDefinedTagsSame),
-      slotOf(&RowTarget::addUserDefinedTag),
-      slotOf(&RowTarget::mergeUserDefinedTypes),
-      slotOf(&RowTarget::NoteConsistencyTest),
-      slotOf(&RowTarget::knownNote),
-      slotOf(&RowTarget::addNote),
-      slotOf(&RowTarget::numNotes),
-      slotOf(&RowTarget::mergeSwitches),
-      slotOf(&RowTarget::knownSwitch),
-      slotOf(&RowTarget::numSwitches),
-      slotOf(&RowTarget::switchesSame),
-      slotOf(&RowTarget::switchValue),
-      slotOf(&RowTarget::addSwitch),
-      slotOf(&RowTarget::mergeNotes),
-      slotOf(&RowTarget::knownTime),
-      slotOf(&RowTarget::numTimeTypes),
-      slotOf(&RowTarget::timeTypesSame),
-      slotOf(&RowTarget::addTime),
-      slotOf(&RowTarget::mergeTimeTypes),
-      slotOf(&RowTarget::addModelIdentification),
-      slotOf(&RowTarget::mergeTarget),
-      slotOf(&RowTarget::mergeSpaces),
-      slotOf(&RowTarget::mergeObjectClasses),
-      slotOf(&RowTarget::mergeInteractionClasses),
-      slotOf(&RowTarget::mergeUpdateRates),
-      slotOf(&RowTarget::mergeSyncPoints),
-      slotOf(&RowTarget::mergeTransportTypes),
-      slotOf(&RowTarget::postMergeCheckTarget),
-      slotOf(&RowTarget::resolveObjectModelIdentification),
-      slotOf(&RowTarget::resolveObjectClasses),
-      slotOf(&RowTarget::resolveInteractionClasses),
-      slotOf(&RowTarget::resolveAttributes),
-      slotOf(&RowTarget::resolveParameters),
-      slotOf(&RowTarget::resolveDimensions),
-      slotOf(&RowTarget::resolveTimeRepresentations),
-      slotOf(&RowTarget::resolveUserSuppliedTags),
-      slotOf(&RowTarget::resolveSynchronizationPoints),
-      slotOf(&RowTarget::resolveTranportationTypes),
-      slotOf(&RowTarget::resolveUpdateRates),
-      slotOf(&RowTarget::resolveSwitches),
-      slotOf(&RowTarget::resolveDatatypes),
-      slotOf(&RowTarget::resolveNotes),
-      slotOf(&RowTarget::resolveServiceUsage),
-      slotOf(&RowTarget::addBasicDataRepresentation),
-      slotOf(&RowTarget::addSimpleDataType),
-      slotOf(&RowTarget::addArrayDataType),
-      slotOf(&RowTarget::addEnumeratedDataType),
-      slotOf(&RowTarget::addFixedRecordDataType),
-      slotOf(&RowTarget::addVariantRecordDataType),
-      slotOf(&RowTarget::knownModelIdentification),
-      slotOf(&RowTarget::modelIdentificationSame),
-      slotOf(&RowTarget::basicDataRepresentationConsistencyTest),
-      slotOf(&RowTarget::knownBasicDataRepresentation),
-      slotOf(&RowTarget::basicDataRepresentationSame),
-      slotOf(&RowTarget::mergeBasicDataRepresentation),
-      slotOf(&RowTarget::simpleDatatypeConsistencyTest),
-      slotOf(&RowTarget::knownSimpleDatatype),
-      slotOf(&RowTarget::simpleDatatypeSame),
-      slotOf(&RowTarget::mergeSimpleDatatype),
-      slotOf(&RowTarget::enumeratedDatatypeConsistencyTest),
-      slotOf(&RowTarget::knownEnumeratedDatatype),
-      slotOf(&RowTarget::enumeratedDatatypeSame),
-      slotOf(&RowTarget::mergeEnumeratedDatatype),
-      slotOf(&RowTarget::arrayDatatypeConsistencyTest),
-      slotOf(&RowTarget::knownArrayDatatype),
-      slotOf(&RowTarget::arrayDatatypeSame),
-      slotOf(&RowTarget::mergeArrayDatatypeType),
-      slotOf(&RowTarget::fixedRecordDatatypeConsistencyTest),
-      slotOf(&RowTarget::knownFixedRecordDatatype),
-      slotOf(&RowTarget::fixedRecordDatatypeSame),
-      slotOf(&RowTarget::mergeFixedRecordDatatype),
-      slotOf(&RowTarget::variantRecordDatatypeConsistencyTest),
-      slotOf(&RowTarget::knownVariantRecordDatatype),
-      slotOf(&RowTarget::variantRecordDatatypeSame),
-      slotOf(&RowTarget::addUnresolvedAttributeTransportation),
-      slotOf(&RowTarget::removeResolvedAttributeTransportation),
-      slotOf(&RowTarget::addUnresolvedInteractionTransportation),
-      slotOf(&RowTarget::removeResolvedInteractionTransportation),
-      slotOf(&RowTarget::lastError),
-      slotOf(&RowTarget::addUnresolvedAttributeDimension),
-      slotOf(&RowTarget::removeResolvedAttribute),
-      slotOf(&RowTarget::addUnresolvedInteractionDimension),
-      slotOf(&RowTarget::removeResolvedInteractionDimension),
-      slotOf(&RowTarget::mergeUnresolved),
-      slotOf(&RowTarget::unionUnresolvedAttributeDimensions),
-      slotOf(&RowTarget::unionUnresolvedInteractionDimensions),
-      slotOf(&RowTarget::unionUnresolvedAttributeTransportation),
-      slotOf(&RowTarget::unionUnresolvedInteractionTransportation),
-      slotOf(&RowTarget::checkStringsIgnoringWhiteSpaceAndNewline)};
+      SLOT(addObjectClass), SLOT(addAttribute), SLOT(addInteractionClass), SLOT(addParameter),
+      SLOT(knownObjectClass), SLOT(knownInteractionClass), SLOT(removeAllClasses), SLOT(autoProvide),
+      SLOT(setAutoProvide), SLOT(conveyRegionDesignatorSets), SLOT(setConveyRegionDesignatorSets),
+      SLOT(conveyProducingFederate), SLOT(setConveyProducingFederate), SLOT(attributeScopeAdvisory),
+      SLOT(setAttributeScopeAdvisory), SLOT(attributeRelevanceAdvisory), SLOT(setAttributeRelevanceAdvisory),
+      SLOT(objectClassRelevanceAdvisory), SLOT(setObjectClassRelevanceAdvisory),
+      SLOT(interactionRelevanceAdvisory), SLOT(setInteractionRelevanceAdvisory), SLOT(serviceReporting),
+      SLOT(setServiceReporting), SLOT(exceptionReporting), SLOT(setExceptionReporting),
+      SLOT(delaySubscriptionEvaluation), SLOT(setDelaySubscriptionEvaluation), SLOT(automaticResignAction),
+      SLOT(setAutomaticResignAction), SLOT(UpdateRateConsistencyTest), SLOT(knownUpdateRate),
+      SLOT(numUpdateRates), SLOT(addUpdateRate), SLOT(SyncPointConsistencyTest), SLOT(knownSyncPoint),
+      SLOT(addSyncPoint), SLOT(numSyncPoints), SLOT(knownTransportType), SLOT(TransportTypeConsistencyTest),
+      SLOT(numTransports), SLOT(addTransportType), SLOT(transportTypeFromTransportation),
+      SLOT(knownUserDefinedTag), SLOT(numUserDefinedTags), SLOT(userDefinedTagsSame), SLOT(addUserDefinedTag),
+      SLOT(mergeUserDefinedTypes), SLOT(NoteConsistencyTest), SLOT(knownNote), SLOT(addNote), SLOT(numNotes),
+      SLOT(mergeSwitches), SLOT(knownSwitch), SLOT(numSwitches), SLOT(switchesSame), SLOT(switchValue),
+      SLOT(addSwitch), SLOT(mergeNotes), SLOT(knownTime), SLOT(numTimeTypes), SLOT(timeTypesSame),
+      SLOT(addTime), SLOT(mergeTimeTypes), SLOT(addModelIdentification), SLOT(mergeTarget), SLOT(mergeSpaces),
+      SLOT(mergeObjectClasses), SLOT(mergeInteractionClasses), SLOT(mergeUpdateRates), SLOT(mergeSyncPoints),
+      SLOT(mergeTransportTypes), SLOT(postMergeCheckTarget), SLOT(resolveObjectModelIdentification),
+      SLOT(resolveObjectClasses), SLOT(resolveInteractionClasses), SLOT(resolveAttributes),
+      SLOT(resolveParameters), SLOT(resolveDimensions), SLOT(resolveTimeRepresentations),
+      SLOT(resolveUserSuppliedTags), SLOT(resolveSynchronizationPoints), SLOT(resolveTranportationTypes),
+      SLOT(resolveUpdateRates), SLOT(resolveSwitches), SLOT(resolveDatatypes), SLOT(resolveNotes),
+      SLOT(resolveServiceUsage), SLOT(addBasicDataRepresentation), SLOT(addSimpleDataType),
+      SLOT(addArrayDataType), SLOT(addEnumeratedDataType), SLOT(addFixedRecordDataType),
+      SLOT(addVariantRecordDataType), SLOT(knownModelIdentification), SLOT(modelIdentificationSame),
+      SLOT(basicDataRepresentationConsistencyTest), SLOT(knownBasicDataRepresentation),
+      SLOT(basicDataRepresentationSame), SLOT(mergeBasicDataRepresentation),
+      SLOT(simpleDatatypeConsistencyTest), SLOT(knownSimpleDatatype), SLOT(simpleDatatypeSame),
+      SLOT(mergeSimpleDatatype), SLOT(enumeratedDatatypeConsistencyTest), SLOT(knownEnumeratedDatatype),
+      SLOT(enumeratedDatatypeSame), SLOT(mergeEnumeratedDatatype), SLOT(arrayDatatypeConsistencyTest),
+      SLOT(knownArrayDatatype), SLOT(arrayDatatypeSame), SLOT(mergeArrayDatatypeType),
+      SLOT(fixedRecordDatatypeConsistencyTest), SLOT(knownFixedRecordDatatype), SLOT(fixedRecordDatatypeSame),
+      SLOT(mergeFixedRecordDatatype), SLOT(variantRecordDatatypeConsistencyTest),
+      SLOT(knownVariantRecordDatatype), SLOT(variantRecordDatatypeSame),
+      SLOT(addUnresolvedAttributeTransportation), SLOT(removeResolvedAttributeTransportation),
+      SLOT(addUnresolvedInteractionTransportation), SLOT(removeResolvedInteractionTransportation),
+      SLOT(lastError), SLOT(addUnresolvedAttributeDimension), SLOT(removeResolvedAttribute),
+      SLOT(addUnresolvedInteractionDimension), SLOT(removeResolvedInteractionDimension),
+      SLOT(mergeUnresolved), SLOT(unionUnresolvedAttributeDimensions),
+      SLOT(unionUnresolvedInteractionDimensions), SLOT(unionUnresolvedAttributeTransportation),
+      SLOT(unionUnresolvedInteractionTransportation), SLOT(checkStringsIgnoringWhiteSpaceAndNewline)};
+   // clang-format on
    std::size_t expected = 2;
    for (std::size_t const slot : slots)
       EXPECT_EQ(slot, expected++);
 }
+
+#undef SLOT
 
 TEST(DtFedTarget, StartsWithItsDefaults)
 {
@@ -298,80 +211,23 @@ public:
       return step("m" + name) ? DtMergeFomSuccess : DtMergeFomStatus_enum(2);
    }
 
-   DtMergeFomStatus_enum mergeTimeTypes(DtFedTarget const &) override { return merged("TimeTypes"); }
-   DtMergeFomStatus_enum mergeSwitches(DtFedTarget const &) override { return merged("Switches"); }
-   DtMergeFomStatus_enum mergeUserDefinedTypes(DtFedTarget const &) override
-   {
-      return merged("UserDefinedTypes");
-   }
-   DtMergeFomStatus_enum mergeSpaces(DtFedTarget const &) override { return merged("Spaces"); }
-   DtMergeFomStatus_enum mergeObjectClasses(DtFedTarget const &) override { return merged("ObjectClasses"); }
-   DtMergeFomStatus_enum mergeInteractionClasses(DtFedTarget const &) override
-   {
-      return merged("InteractionClasses");
-   }
-   DtMergeFomStatus_enum mergeUpdateRates(DtFedTarget const &) override { return merged("UpdateRates"); }
-   DtMergeFomStatus_enum mergeBasicDataRepresentation(DtFedTarget const &) override
-   {
-      return merged("BasicDataRepresentation");
-   }
-   DtMergeFomStatus_enum mergeSimpleDatatype(DtFedTarget const &) override
-   {
-      return merged("SimpleDatatype");
-   }
-   DtMergeFomStatus_enum mergeEnumeratedDatatype(DtFedTarget const &) override
-   {
-      return merged("EnumeratedDatatype");
-   }
-   DtMergeFomStatus_enum mergeArrayDatatypeType(DtFedTarget const &) override
-   {
-      return merged("ArrayDatatypeType");
-   }
-   DtMergeFomStatus_enum mergeFixedRecordDatatype(DtFedTarget const &) override
-   {
-      return merged("FixedRecordDatatype");
-   }
-   DtMergeFomStatus_enum mergeSyncPoints(DtFedTarget const &) override { return merged("SyncPoints"); }
-   DtMergeFomStatus_enum mergeTransportTypes(DtFedTarget const &) override
-   {
-      return merged("TransportTypes");
-   }
-   DtMergeFomStatus_enum mergeNotes(DtFedTarget const &) override { return merged("Notes"); }
-   bool resolveObjectModelIdentification(DtString &) override { return step("ObjectModelIdentification"); }
-   bool resolveObjectClasses(DtString &, bool & unresolved) override
-   {
-      unresolved |= leavesOpen;
-      return step("ObjectClasses");
-   }
-   bool resolveInteractionClasses(DtString &, bool & unresolved) override
-   {
-      unresolved |= leavesOpen;
-      return step("InteractionClasses");
-   }
-   bool resolveAttributes(DtString &, bool & unresolved) override
-   {
-      unresolved |= leavesOpen;
-      return step("Attributes");
-   }
-   bool resolveParameters(DtString &, bool & unresolved) override
-   {
-      unresolved |= leavesOpen;
-      return step("Parameters");
-   }
-   bool resolveDimensions(DtString &, bool & unresolved) override
-   {
-      unresolved |= leavesOpen;
-      return step("Dimensions");
-   }
-   bool resolveTimeRepresentations(DtString &) override { return step("TimeRepresentations"); }
-   bool resolveUserSuppliedTags(DtString &) override { return step("UserSuppliedTags"); }
-   bool resolveSynchronizationPoints(DtString &) override { return step("SynchronizationPoints"); }
-   bool resolveTranportationTypes(DtString &) override { return step("TranportationTypes"); }
-   bool resolveUpdateRates(DtString &) override { return step("UpdateRates"); }
-   bool resolveSwitches(DtString &) override { return step("Switches"); }
-   bool resolveDatatypes(DtString &) override { return step("Datatypes"); }
-   bool resolveNotes(DtString &) override { return step("Notes"); }
-   bool resolveServiceUsage(DtString &) override { return step("ServiceUsage"); }
+   // clang-format off
+#define MERGE(name) DtMergeFomStatus_enum merge##name(DtFedTarget const &) override { return merged(#name); }
+#define RESOLVE(name) bool resolve##name(DtString &) override { return step(#name); }
+#define RESOLVE_CLASS(name) \
+   bool resolve##name(DtString &, bool & open) override { open |= leavesOpen; return step(#name); }
+   MERGE(TimeTypes) MERGE(Switches) MERGE(UserDefinedTypes) MERGE(Spaces) MERGE(ObjectClasses)
+   MERGE(InteractionClasses) MERGE(UpdateRates) MERGE(BasicDataRepresentation) MERGE(SimpleDatatype)
+   MERGE(EnumeratedDatatype) MERGE(ArrayDatatypeType) MERGE(FixedRecordDatatype) MERGE(SyncPoints)
+   MERGE(TransportTypes) MERGE(Notes)
+   RESOLVE(ObjectModelIdentification) RESOLVE_CLASS(ObjectClasses) RESOLVE_CLASS(InteractionClasses)
+   RESOLVE_CLASS(Attributes) RESOLVE_CLASS(Parameters) RESOLVE_CLASS(Dimensions) RESOLVE(TimeRepresentations)
+   RESOLVE(UserSuppliedTags) RESOLVE(SynchronizationPoints) RESOLVE(TranportationTypes) RESOLVE(UpdateRates)
+   RESOLVE(Switches) RESOLVE(Datatypes) RESOLVE(Notes) RESOLVE(ServiceUsage)
+#undef MERGE
+#undef RESOLVE
+#undef RESOLVE_CLASS
+   // clang-format on
 };
 
 struct Step
@@ -380,21 +236,13 @@ struct Step
    int failure;
 };
 
-Step const theMergeSteps[] = {{"mTimeTypes", 9},
-                              {"mSwitches", 1},
-                              {"mUserDefinedTypes", 7},
-                              {"mSpaces", 18},
-                              {"mObjectClasses", 16},
-                              {"mInteractionClasses", 17},
-                              {"mUpdateRates", 4},
-                              {"mBasicDataRepresentation", 10},
-                              {"mSimpleDatatype", 11},
-                              {"mEnumeratedDatatype", 12},
-                              {"mArrayDatatypeType", 13},
-                              {"mFixedRecordDatatype", 14},
-                              {"mSyncPoints", 6},
-                              {"mTransportTypes", 5},
-                              {"mNotes", 8}};
+// clang-format off
+Step const theMergeSteps[] = {
+   {"mTimeTypes", 9}, {"mSwitches", 1}, {"mUserDefinedTypes", 7}, {"mSpaces", 18}, {"mObjectClasses", 16},
+   {"mInteractionClasses", 17}, {"mUpdateRates", 4}, {"mBasicDataRepresentation", 10},
+   {"mSimpleDatatype", 11}, {"mEnumeratedDatatype", 12}, {"mArrayDatatypeType", 13},
+   {"mFixedRecordDatatype", 14}, {"mSyncPoints", 6}, {"mTransportTypes", 5}, {"mNotes", 8}};
+// clang-format on
 
 TEST(DtFedTarget, MergeGoesThroughTheSlotsInOrderAndStopsAtTheFirstFailure)
 {
