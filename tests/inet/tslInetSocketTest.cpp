@@ -31,71 +31,23 @@ public:
    using DtInetSocket::refuse;
 };
 
-#define SLOT(name) slotOf(&DtInetSocket::name)
-
 TEST(DtInetSocket, SlotOrder)
 {
-   std::vector<std::size_t> const slots{SLOT(setDestination),
-                                        SLOT(destination),
-                                        SLOT(localEndpoint),
-                                        SLOT(setLocalPort),
-                                        SLOT(localPort),
-                                        SLOT(bindToDevice),
-                                        SLOT(hostIf),
-                                        SLOT(openSocket),
-                                        SLOT(closeSocket),
-                                        SLOT(connectToDestination),
-                                        SLOT(send),
-                                        SLOT(sendTo),
-                                        SLOT(sendChain),
-                                        SLOT(sendChainTo),
-                                        SLOT(recv),
-                                        SLOT(recvToChain),
-                                        SLOT(recvFrom),
-                                        SLOT(recvToChainFrom),
-                                        SLOT(state),
-                                        SLOT(isOk),
-                                        SLOT(protocol),
-                                        SLOT(family),
-                                        SLOT(descriptor),
-                                        SLOT(flags),
-                                        SLOT(setSocket),
-                                        SLOT(setNonBlockingOption),
-                                        SLOT(setReuseAddressOption),
-                                        SLOT(setSendBufferSize),
-                                        SLOT(setReceiveBufferSize),
-                                        SLOT(setDoNotRouteOption),
-                                        SLOT(setSendLowWatermark),
-                                        SLOT(setReceiveLowWatermark),
-                                        SLOT(isNonBlocking),
-                                        SLOT(isNoDelay),
-                                        SLOT(getReuseAddressOption),
-                                        SLOT(getDoNotRouteOption),
-                                        SLOT(getSendBufferSize),
-                                        SLOT(getReceiveBufferSize),
-                                        SLOT(getBytesAvailable),
-                                        SLOT(getSendLowWatermark),
-                                        SLOT(getReceiveLowWatermark),
-                                        SLOT(isIPv4),
-                                        SLOT(isIPv6),
-                                        SLOT(isTcp),
-                                        SLOT(isUdp),
-                                        SLOT(getLastError),
-                                        SLOT(getLastErrorString),
-                                        SLOT(isErrorWouldBlockOrTryAgain),
-                                        SLOT(clearError),
-                                        SLOT(getTerminationCode),
-                                        SLOT(getTerminationString),
-                                        SLOT(totalBytesSent),
-                                        SLOT(totalPacketsSent),
-                                        SLOT(totalBytesReceived),
-                                        SLOT(totalPacketsReceived),
-                                        SLOT(clearStats),
-                                        SLOT(addProcessingCallback),
-                                        SLOT(removeProcessingCallback),
-                                        slotOf(&OpenSocket::findAndRemoveCallback)};
-   for (std::size_t i = 0; i < slots.size(); ++i)
-      EXPECT_EQ(slots[i], i + 2);
+   typedef DtInetSocket S;
+   EXPECT_TRUE(inSlotsFrom(
+      2, &S::setDestination, &S::destination, &S::localEndpoint, &S::setLocalPort, &S::localPort,
+      &S::bindToDevice, &S::hostIf, &S::openSocket, &S::closeSocket, &S::connectToDestination, &S::send,
+      &S::sendTo, &S::sendChain, &S::sendChainTo, &S::recv, &S::recvToChain, &S::recvFrom,
+      &S::recvToChainFrom, &S::state, &S::isOk, &S::protocol, &S::family, &S::descriptor, &S::flags,
+      &S::setSocket, &S::setNonBlockingOption, &S::setReuseAddressOption, &S::setSendBufferSize,
+      &S::setReceiveBufferSize, &S::setDoNotRouteOption, &S::setSendLowWatermark, &S::setReceiveLowWatermark,
+      &S::isNonBlocking, &S::isNoDelay, &S::getReuseAddressOption, &S::getDoNotRouteOption,
+      &S::getSendBufferSize, &S::getReceiveBufferSize, &S::getBytesAvailable, &S::getSendLowWatermark,
+      &S::getReceiveLowWatermark, &S::isIPv4, &S::isIPv6, &S::isTcp, &S::isUdp, &S::getLastError,
+      &S::getLastErrorString, &S::isErrorWouldBlockOrTryAgain, &S::clearError, &S::getTerminationCode,
+      &S::getTerminationString, &S::totalBytesSent, &S::totalPacketsSent, &S::totalBytesReceived,
+      &S::totalPacketsReceived, &S::clearStats, &S::addProcessingCallback, &S::removeProcessingCallback,
+      &OpenSocket::findAndRemoveCallback));
    EXPECT_EQ(slotOf(&DtIoServiceRunnable::stopService), slotOf(&DtRunnable::stop) + 1);
 }
 

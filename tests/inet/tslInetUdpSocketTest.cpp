@@ -38,26 +38,19 @@ public:
    using DtInetUdpSocket::setSecondUdpSocket;
 };
 
-#define SLOT(name) slotOf(&DtInetUdpSocket::name)
-#define SLOT_OF(signature, name) slotOf<bool(DtInetUdpSocket::*) signature>(&DtInetUdpSocket::name)
+#define BY(Argument, name) static_cast<bool (S::*)(Argument, DtInetDevice *)>(&S::name)
 
 TEST(DtInetUdpSocket, SlotOrder)
 {
+   typedef DtInetUdpSocket S;
    std::size_t const first = slotOf(&DtInetSocket::removeProcessingCallback) + 2;
-   std::vector<std::size_t> const slots{SLOT(disconnect),
-                                        SLOT(setBroadcastOption),
-                                        SLOT_OF((DtInetDevice *), setMcastDevice),
-                                        SLOT_OF((DtInetAddr const &), setMcastDevice),
-                                        SLOT(getBroadcastOption),
-                                        SLOT_OF((DtInetEndpoint const &, DtInetDevice *), joinMulticastGroup),
-                                        SLOT_OF((DtInetAddr const &, DtInetDevice *), joinMulticastGroup),
-                                        SLOT_OF((DtInetEndpoint const &, DtInetDevice *), dropMulticastGroup),
-                                        SLOT_OF((DtInetAddr const &, DtInetDevice *), dropMulticastGroup),
-                                        SLOT(setMcastTtlOption),
-                                        SLOT(udpSocket),
-                                        SLOT(secondUdpSocket)};
-   for (std::size_t i = 0; i < slots.size(); ++i)
-      EXPECT_EQ(slots[i], first + i);
+   EXPECT_TRUE(
+      inSlotsFrom(first, &S::disconnect, &S::setBroadcastOption,
+                  static_cast<bool (S::*)(DtInetDevice *)>(&S::setMcastDevice),
+                  static_cast<bool (S::*)(DtInetAddr const &)>(&S::setMcastDevice), &S::getBroadcastOption,
+                  BY(DtInetEndpoint const &, joinMulticastGroup), BY(DtInetAddr const &, joinMulticastGroup),
+                  BY(DtInetEndpoint const &, dropMulticastGroup), BY(DtInetAddr const &, dropMulticastGroup),
+                  &S::setMcastTtlOption, &S::udpSocket, &S::secondUdpSocket));
 }
 
 TEST(DtInetUdpSocket, OpensOnceAndNeverAgain)
