@@ -36,7 +36,7 @@ TEST(DtStringPatternMatch, FindsTheFirstOccurrenceFromAnyStartAndTakesAPatternOn
                                                                                 {"abab", nullptr, -3, 0},
                                                                                 {"abab", nullptr, -4, -1},
                                                                                 {"abab", nullptr, 1, -1},
-                                                                                {"abab", "ba", 0, 1},
+                                                                                {"xxxxba", "ba", 4, 4},
                                                                                 {"xxxb", "", 0, -2}})
    {
       match.setString(text);
