@@ -78,12 +78,12 @@ TEST(DtInetUdpSocketAsync, TellsOfADatagramThatWasCut)
    DtInetUdpSocket socket(loopback(peer.port()), 0, nullptr, 0xD83);
    DtInetUtils::setMaxPacketBufferSize(before);
    std::vector<char> room(2000);
-   for (std::size_t const size : {1001, 1000})
+   for (std::size_t const size : {1001u, 1000u})
    {
       peer.send(std::string(size, 'x'), "127.0.0.1", socket.localPort());
       int got = 0;
       EXPECT_TRUE(eventually([&] { return (got = socket.recv(room.data(), room.size())) != 0; }));
-      EXPECT_EQ(got, size == 1000 ? 1000 : int(DtInetSockRcvNoRoom));
+      EXPECT_EQ(got, size == 1000u ? 1000 : int(DtInetSockRcvNoRoom));
    }
 }
 
