@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <optional>
 
@@ -297,6 +298,24 @@ TEST_F(Reach, PortIsSharedOnlyIfAllAgree)
       EXPECT_EQ(second.isOk(), row.isShared) << &row - rows;
       EXPECT_EQ(second.getLastError(), row.isShared ? 0 : 10048);
    }
+}
+
+// A port that the system chooses is nobody else's, also among sockets that share what they are told to have.
+TEST(ReachOnLoopback, PortOfTheSystemsChoiceIsSharedWithNobody)
+{
+   SKIP_BECAUSE(NetworkNamespace::whyNot());
+   NetworkNamespace const host;
+   NetworkNamespace::Inside const inside(host);
+   std::ofstream("/proc/sys/net/ipv4/ip_local_port_range") << "40000 40000" << std::flush;
+   DtInetDevice lo(DtString("lo"));
+   for (DtInetDevice * const first : {&lo, static_cast<DtInetDevice *>(nullptr)})
+      for (DtInetDevice * const second : {&lo, static_cast<DtInetDevice *>(nullptr)})
+      {
+         DtInetUdpSocket socket(udp("127.0.0.1", 9), 0, first, theFlags);
+         EXPECT_EQ(socket.localPort(), 40000);
+         DtInetUdpSocket other(udp("127.0.0.1", 9), 0, second, theFlags);
+         EXPECT_EQ(other.getLastError(), 10048);
+      }
 }
 
 TEST_F(Reach, BroadcastDestinationBecomesThatOfTheDevice)
