@@ -70,32 +70,26 @@ TEST(TslExchange, BringsEveryRecordingBackWhole)
    }
 }
 
-TEST(TslExchange, TellsTheSameInTableAndJson)
+TEST(TslExchange, TellsWhatWentOutAndCameBack)
 {
    nlohmann::json const report = Program("exchange --json --loop 3 " + recording("coupled-turn")).json();
    EXPECT_EQ(report["out"], 945);
-   EXPECT_EQ(report["loops"], 3);
    EXPECT_TRUE(report["whole"]);
    EXPECT_GT(report["coupled"], 0);
-   EXPECT_GT(report["pdusPerSecond"], 0.0);
    EXPECT_LE(report["latencyMicroseconds"]["p50"], report["latencyMicroseconds"]["p99"]);
    EXPECT_EQ(report["datagramsSaved"].get<int>() + report["datagrams"].get<int>(), 945);
    std::size_t out = 0;
    for (nlohmann::json const & row : report["kinds"])
       out += row["out"].get<std::size_t>();
    EXPECT_EQ(out, 945u);
+   nlohmann::json const paced =
+      Program("exchange --json --rate 1000 --bundle 8000 " + recording("singles-s1")).json();
+   EXPECT_GE(paced["seconds"], 0.2);
+   EXPECT_GE(paced["datagrams"], 13) << "a flush at the end of each of 15 frames";
    Program const table("exchange --loop 3 " + recording("coupled-turn"));
    for (char const * part : {"1 Entity State", "72 Attribute", "945", "saved by bundling", "PDUs/s", "p50",
                              "p99", "byte for byte and in order"})
       EXPECT_TRUE(contains(table.out, part)) << part << " in\n" << table.out;
-}
-
-TEST(TslExchange, KeepsToTheRate)
-{
-   Program const run("exchange --json --rate 1000 --bundle 8000 " + recording("singles-s1"));
-   EXPECT_EQ(run.code, 0) << run.err;
-   EXPECT_GE(run.json()["seconds"], 0.2);
-   EXPECT_GE(run.json()["datagrams"], 13) << "a flush at the end of each of 15 frames";
 }
 
 TEST(TslExchange, RefusesWhatCannotBeCarriedOutWithAWordOfHelp)

@@ -13,11 +13,12 @@ namespace
 {
 
 using Row = std::vector<Pdu>;
+using Bytes = std::vector<char>;
 
 /// A bare PDU: the header fields that count, and zeros up to its size.
-std::vector<char> pdu(int version, int kind, std::size_t size, int status = 0, std::size_t length = 0)
+Bytes pdu(int version, int kind, std::size_t size, int status = 0, std::size_t length = 0)
 {
-   std::vector<char> bytes(size);
+   Bytes bytes(size);
    length = length == 0 ? size : length;
    bytes[0] = static_cast<char>(version);
    bytes[2] = static_cast<char>(kind);
@@ -27,75 +28,60 @@ std::vector<char> pdu(int version, int kind, std::size_t size, int status = 0, s
    return bytes;
 }
 
-std::vector<char> operator+(std::vector<char> left, std::vector<char> const & right)
+Bytes operator+(Bytes left, Bytes const & right)
 {
    left.insert(left.end(), right.begin(), right.end());
    return left;
 }
 
-std::vector<char> zeros(std::size_t count)
+TEST(SplitRow, GivesThePdusOfTheManifests)
 {
-   return std::vector<char>(count);
-}
-
-class Recording : public testing::TestWithParam<char const *>
-{
-};
-
-TEST_P(Recording, HoldsThePdusOfItsManifest)
-{
-   std::string const stem = std::string(TEST_DATA_DIR "/dis/") + GetParam();
-   Capture const capture = readCapture(stem + ".pcap");
-   std::ifstream manifest(stem + ".manifest.jsonl");
-   std::map<std::size_t, std::size_t> next;
-   std::size_t count = 0;
-   for (std::string line; std::getline(manifest, line); ++count)
+   for (char const * name : {"singles-s1", "bundles-s1", "samples", "each-kind-v7", "coupled-turn"})
    {
-      auto const told = nlohmann::json::parse(line);
-      std::size_t const datagram = told["datagram"];
-      Row row;
-      if (!splitRow(capture.datagrams.at(datagram), row))
+      std::string const stem = std::string(TEST_DATA_DIR "/dis/") + name;
+      Capture const capture = readCapture(stem + ".pcap");
+      std::ifstream manifest(stem + ".manifest.jsonl");
+      std::map<std::size_t, std::size_t> next;
+      for (std::string line; std::getline(manifest, line);)
       {
-         // The one that its recorder cut short.
-         EXPECT_EQ(capture.datagrams[datagram].size(), 8192u) << line;
-         continue;
+         auto const told = nlohmann::json::parse(line);
+         std::size_t const datagram = told["datagram"];
+         Row row;
+         // The one exception was cut short by its recorder.
+         ASSERT_NE(splitRow(capture.datagrams.at(datagram), row), capture.datagrams[datagram].size() == 8192);
+         if (row.empty())
+            continue;
+         Pdu const & pdu = row.at(next[datagram]++);
+         EXPECT_EQ(nlohmann::json({pdu.version(), pdu.exercise(), pdu.kind(), pdu.bytes.size()}),
+                   nlohmann::json({told["version"], told["exercise"], told["type"], told["length"]}))
+            << name << " " << line;
       }
-      Pdu const & pdu = row.at(next[datagram]++);
-      EXPECT_EQ(pdu.version(), told["version"]) << line;
-      EXPECT_EQ(pdu.exercise(), told["exercise"]) << line;
-      EXPECT_EQ(pdu.kind(), told["type"]) << line;
-      EXPECT_EQ(pdu.bytes.size(), told["length"]) << line;
+      EXPECT_GE(next.size() + 1, capture.datagrams.size()) << name;
    }
-   EXPECT_GE(count, capture.datagrams.size());
-   EXPECT_EQ(capture.otherPackets, 0u);
 }
-
-INSTANTIATE_TEST_SUITE_P(Dis, Recording,
-                         testing::Values("singles-s1", "bundles-s1", "samples", "each-kind-v7",
-                                         "coupled-turn"));
 
 TEST(SplitRow, TakesRowsAndRefusesWhatIsNone)
 {
    struct Case
    {
       char const * what;
-      std::vector<char> datagram;
+      Bytes datagram;
       std::vector<std::size_t> sizes;
    } const cases[] = {
       {"empty", {}, {}},
-      {"runt", zeros(11), {}},
-      {"length 0", zeros(40), {}},
+      {"runt", Bytes(11), {}},
+      {"length 0", Bytes(40), {}},
       {"length below a header", pdu(6, 1, 40, 0, 11), {}},
       {"length beyond the end", pdu(6, 1, 40, 0, 41), {}},
-      {"second is none", pdu(6, 1, 32) + zeros(32), {}},
+      {"second is none", pdu(6, 1, 32) + Bytes(32), {}},
       {"single", pdu(6, 1, 33), {33}},
       {"version 6 without fill", pdu(6, 1, 33) + pdu(6, 2, 40), {33, 40}},
-      {"version 6 with fill", pdu(6, 1, 33) + zeros(7) + pdu(6, 2, 40), {}},
-      {"version 7 with fill", pdu(7, 1, 33) + zeros(7) + pdu(7, 2, 40), {33, 40}},
+      {"version 6 with fill", pdu(6, 1, 33) + Bytes(7) + pdu(6, 2, 40), {}},
+      {"version 7 with fill", pdu(7, 1, 33) + Bytes(7) + pdu(7, 2, 40), {33, 40}},
       {"version 7 without fill", pdu(7, 1, 33) + pdu(7, 2, 40), {}},
-      {"fill behind the last", pdu(7, 1, 33) + zeros(7), {33}},
-      {"padding behind the last", pdu(7, 1, 32) + zeros(11), {32}},
-      {"a header's room behind the last", pdu(7, 1, 32) + zeros(12), {}},
+      {"fill behind the last", pdu(7, 1, 33) + Bytes(7), {33}},
+      {"padding behind the last", pdu(7, 1, 32) + Bytes(11), {32}},
+      {"a header's room behind the last", pdu(7, 1, 32) + Bytes(12), {}},
    };
    for (Case const & c : cases)
    {
@@ -117,14 +103,12 @@ TEST(Pdu, IsCoupledFromVersion7OnUnlessItIsTheAttributePdu)
 
 TEST(PduKindName, FollowsTheNumbersOfTheStandard)
 {
-   EXPECT_EQ(pduKindName(0), "Other");
-   EXPECT_EQ(pduKindName(1), "Entity State");
-   EXPECT_EQ(pduKindName(23), "Electromagnetic Emission");
-   EXPECT_EQ(pduKindName(41), "Environmental Process");
-   EXPECT_EQ(pduKindName(51), "Create Entity-R");
-   EXPECT_EQ(pduKindName(67), "Entity State Update");
-   EXPECT_EQ(pduKindName(72), "Attribute");
-   EXPECT_EQ(pduKindName(73), "PDU type 73");
+   std::map<int, char const *> const names = {
+      {0, "Other"},      {1, "Entity State"},     {23, "Electromagnetic Emission"},
+      {26, "Signal"},    {51, "Create Entity-R"}, {67, "Entity State Update"},
+      {72, "Attribute"}, {73, "PDU type 73"}};
+   for (auto const & [kind, name] : names)
+      EXPECT_EQ(pduKindName(kind), name);
 }
 
 } // namespace
