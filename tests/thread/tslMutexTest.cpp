@@ -10,46 +10,26 @@
 namespace
 {
 
-bool otherThreadGets(DtMutex & mutex)
-{
-   bool got = false;
-   std::thread(
-      [&]
-      {
-         got = mutex.tryLock();
-         if (got)
-            mutex.unlock();
-      })
-      .join();
-   return got;
-}
-
-TEST(DtMutex, SlotOrder)
+TEST(DtMutex, IsReleasedAfterAsManyUnlocksAsLocks)
 {
    EXPECT_EQ(slotOf(&DtMutex::lock), 2u);
    EXPECT_EQ(slotOf(&DtMutex::tryLock), 3u);
    EXPECT_EQ(slotOf(&DtMutex::unlock), 4u);
-}
-
-TEST(DtMutex, IsReleasedAfterAsManyUnlocksAsLocks)
-{
    DtMutex mutex;
    mutex.lock();
    EXPECT_TRUE(mutex.tryLock());
    mutex.unlock();
-   EXPECT_FALSE(otherThreadGets(mutex));
+   std::thread([&] { EXPECT_FALSE(mutex.tryLock()); }).join();
    mutex.unlock();
-   EXPECT_TRUE(otherThreadGets(mutex));
+   std::thread([&] { EXPECT_TRUE(mutex.tryLock()), mutex.unlock(); }).join();
 }
 
 /// Counts the calls that reach the mutex through its slots.
-class CountingMutex : public DtMutex
+struct CountingMutex : DtMutex
 {
-public:
    void lock() override { ++locks; }
    void unlock() override { ++unlocks; }
-   int locks = 0;
-   int unlocks = 0;
+   int locks = 0, unlocks = 0;
 };
 
 TEST(DtScopedLock, LocksAndUnlocksOnceThroughTheSlots)
@@ -62,67 +42,44 @@ TEST(DtScopedLock, LocksAndUnlocksOnceThroughTheSlots)
       EXPECT_EQ(static_cast<void const *>(guard), &guard);
       guard.unlock();
       EXPECT_EQ(static_cast<void const *>(guard), nullptr);
-   }
-   EXPECT_EQ(mutex.locks, 1);
-   EXPECT_EQ(mutex.unlocks, 1);
-   {
       DtScopedLock idle(mutex, false);
       EXPECT_FALSE(idle.locked());
    }
    EXPECT_EQ(mutex.locks, 1);
    EXPECT_EQ(mutex.unlocks, 1);
+   DtScopedLock(mutex, true).lock();
+   EXPECT_EQ(mutex.locks, 2);
+   EXPECT_EQ(mutex.unlocks, 2);
 }
 
-struct Calls
+/// Its data are two counts, of the beginnings and of the ends.
+struct Sequence : DtScopedSequenceLock
 {
-   int begins = 0;
-   int ends = 0;
-};
-
-void begin(void * calls)
-{
-   ++static_cast<Calls *>(calls)->begins;
-}
-
-void end(void * calls)
-{
-   ++static_cast<Calls *>(calls)->ends;
-}
-
-class Sequence : public DtScopedSequenceLock
-{
-public:
-   Sequence(Calls & calls, void (*first)(void *), void (*last)(void *))
-      : DtScopedSequenceLock(&calls, first, last)
+   Sequence(int * counts, void (*first)(void *), void (*last)(void *))
+      : DtScopedSequenceLock(counts, first, last)
    {
    }
+   static void begin(void * counts) { ++static_cast<int *>(counts)[0]; }
+   static void end(void * counts) { ++static_cast<int *>(counts)[1]; }
 };
 
 TEST(DtScopedSequenceLock, OnlyCopiesBeginAndAllEnd)
 {
-   Calls calls;
+   int calls[2] = {};
+   int others[2] = {};
    {
-      Sequence original(calls, begin, end);
-      EXPECT_EQ(calls.begins, 0);
-      DtScopedSequenceLock copy(original);
-      EXPECT_EQ(calls.begins, 1);
+      Sequence const original(calls, Sequence::begin, Sequence::end);
+      EXPECT_EQ(calls[0], 0);
+      DtScopedSequenceLock const copy(original);
+      EXPECT_EQ(calls[0], 1);
+      Sequence const source(others, nullptr, Sequence::end);
+      Sequence target(calls, Sequence::begin, nullptr);
+      static_cast<DtScopedSequenceLock &>(target) = source;
+      DtScopedSequenceLock const withoutBegin(source);
    }
-   EXPECT_EQ(calls.begins, 1);
-   EXPECT_EQ(calls.ends, 2);
-}
-
-TEST(DtScopedSequenceLock, AssignmentRunsNothingAndTakesTheFunctions)
-{
-   Calls source;
-   Calls target;
-   {
-      Sequence from(source, nullptr, end);
-      Sequence to(target, begin, nullptr);
-      static_cast<DtScopedSequenceLock &>(to) = from;
-      DtScopedSequenceLock copy(from);
-   }
-   EXPECT_EQ(source.begins + target.begins + target.ends, 0);
-   EXPECT_EQ(source.ends, 3);
+   EXPECT_EQ(calls[0], 1);
+   EXPECT_EQ(calls[1], 2);
+   EXPECT_EQ(others[1], 3);
 }
 
 } // namespace

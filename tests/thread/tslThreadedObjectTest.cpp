@@ -8,11 +8,9 @@
 
 #include <boost/make_shared.hpp>
 #include <boost/weak_ptr.hpp>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <fstream>
 #include <pthread.h>
 #include <stdexcept>
@@ -20,247 +18,188 @@
 #include <thread>
 #include <vector>
 
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::StartsWith;
-
 namespace
 {
 
-/// A body that runs until it is asked to stop, or until it is released where it minds nobody.
-class Body : public DtRunnable
+/// A body that runs until it is asked to stop, or, where it minds nobody, until it is released.
+struct Body : DtRunnable
 {
-public:
-   explicit Body(bool minds = true) : minding(minds) {}
-
    void run() override
    {
-      Body copy(minding);
-      static_cast<DtRunnable &>(copy) = *this;
       ++runs;
-      most = std::max(most.load(), ++active);
-      while (!released && !(minding && timeToStop() && copy.timeToStop()))
+      if (++active > 1)
+         sideBySide = true;
+      while (!released && !(minding && timeToStop()))
          DtSleep(0.001);
       --active;
    }
    void stop() override
    {
-      ++hooks;
       hookThread = DtThread::GetCurrentThreadHandle();
-      if (hookThrows)
+      if (++hooks && hookThrows)
          throw std::runtime_error("hook");
    }
-
-   bool const minding;
-   bool hookThrows = false;
-   std::atomic<bool> released{false};
-   std::atomic<int> runs{0}, hooks{0}, active{0}, most{0};
+   std::atomic<bool> minding{true}, released{false}, sideBySide{false}, hookThrows{false};
+   std::atomic<int> runs{0}, hooks{0}, active{0};
    std::atomic<unsigned long> hookThread{0};
 };
 
-/// The message and the place of what `action` throws.
-template<class Exception>
-std::string thrownBy(std::function<void()> const & action)
+/// Shows the flag.
+struct OpenThread : DtThread
+{
+   explicit OpenThread(DtRunnable & body) : DtThread(boost::make_shared<DtThreadStart>(&body)) {}
+   using DtThread::stopped;
+};
+
+class ThreadKit : public testing::Test
+{
+protected:
+   Watchdog const watchdog;
+   boost::shared_ptr<Body> body{boost::make_shared<Body>()};
+   DtThreadedObject object{body};
+   DtClock const clock;
+};
+
+/// The message and the place, cut to the length of what is wanted, of the exception that `action` throws.
+template<class Exception, class Action>
+std::string thrownBy(Action action, std::string const & wanted)
 {
    try
    {
       action();
+      return "nothing";
    }
    catch (Exception const & exception)
    {
-      return exception.what().stdString() + " at " + exception.where().string();
+      return (exception.what().stdString() + " at " + exception.where().string()).substr(0, wanted.size());
    }
-   return "nothing";
 }
 
-double secondsOf(std::function<void()> const & action)
-{
-   auto const begin = std::chrono::steady_clock::now();
-   action();
-   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
+#define EXPECT_THROWN(Exception, action, text) EXPECT_EQ(thrownBy<Exception>([&] { action; }, text), text)
 
-boost::shared_ptr<DtThreadStart> startOf(DtRunnable & runnable)
+TEST_F(ThreadKit, ThrowsOnMisuse)
 {
-   return boost::make_shared<DtThreadStart>(&runnable);
-}
-
-TEST(ThreadKit, SlotOrder)
-{
-   EXPECT_EQ(slotOf(&DtRunnable::run), 2u);
-   EXPECT_EQ(slotOf(&DtRunnable::stop), 3u);
-   EXPECT_EQ(slotOf(&DtThread::start), 2u);
-}
-
-TEST(DtThreadedObject, ThrowsOnMisuse)
-{
-   Watchdog const watchdog;
-   auto const body = boost::make_shared<Body>();
-   DtThreadedObject object;
-   object.join();
-   EXPECT_THAT(thrownBy<DtInvalidInput>([&] { object.start(); }),
-               AllOf(StartsWith("DtInvalidInput: Runnable pointer may not be null. at void "
-                                "DtThreadedObject::start() [tslThreadedObject.cpp:"),
-                     HasSubstr("] ")));
-   EXPECT_THAT(thrownBy<DtThreadNotStarted>([&] { object.stop(true); }),
-               StartsWith("DtThreadNotStarted: Thread must be started to be stopped. at "));
-   EXPECT_THAT(thrownBy<DtInvalidInput>([&] { object.setRunnableObject(nullptr); }),
-               StartsWith("DtInvalidInput: Input may not be null. at "));
-   object.setRunnableObject(body);
-   EXPECT_EQ(object.runnableObject(), body);
+   DtThreadedObject empty;
+   empty.join();
+   EXPECT_THROWN(DtInvalidInput, empty.start(),
+                 "DtInvalidInput: Runnable pointer may not be null. at void DtThreadedObject::start() "
+                 "[tslThreadedObject.cpp:");
+   EXPECT_THROWN(DtThreadNotStarted, empty.stop(true),
+                 "DtThreadNotStarted: Thread must be started to be stopped. at ");
+   EXPECT_THROWN(DtInvalidInput, empty.setRunnableObject(nullptr),
+                 "DtInvalidInput: Input may not be null. at ");
+   empty.setRunnableObject(body);
+   EXPECT_EQ(empty.runnableObject(), body);
    object.start();
-   EXPECT_THAT(
-      thrownBy<DtThreadAlreadyRunning>([&] { object.start(); }),
-      StartsWith("DtThreadAlreadyRunning: Thread already running. at void DtThreadedObject::start()"));
-   EXPECT_THAT(thrownBy<DtThreadAlreadyRunning>([&] { object.setRunnableObject(nullptr); }),
-               StartsWith("DtThreadAlreadyRunning: Thread already running. at "));
+   EXPECT_THROWN(DtThreadAlreadyRunning, object.start(),
+                 "DtThreadAlreadyRunning: Thread already running. at ");
+   EXPECT_THROWN(DtThreadAlreadyRunning, object.setRunnableObject(nullptr),
+                 "DtThreadAlreadyRunning: Thread already running. at ");
    object.stop(true);
    EXPECT_EQ(body->active, 0);
-   EXPECT_THROW(object.stop(false), DtThreadNotStarted);
+   EXPECT_THROWN(DtThreadNotStarted, object.stop(false), "DtThreadNotStarted: ");
 }
 
-TEST(DtThreadedObject, CountsAsRunningUntilStopOrJoin)
+TEST_F(ThreadKit, CountsAsRunningUntilStopOrJoin)
 {
-   Watchdog const watchdog;
-   auto const body = boost::make_shared<Body>();
    body->released = true;
-   DtThreadedObject object(body);
    object.start();
    EXPECT_TRUE(eventually([&] { return body->runs == 1 && body->active == 0; }));
    EXPECT_TRUE(object.running());
    EXPECT_THROW(object.start(), DtThreadAlreadyRunning);
-   EXPECT_GE(secondsOf([&] { object.join(); }), 0.1);
+   double const begin = clock.elapsedRealTime();
+   object.join();
+   EXPECT_GT(clock.elapsedRealTime() - begin, 0.0999);
    EXPECT_FALSE(object.running());
    EXPECT_EQ(body->hooks, 0);
+   body->released = false;
    object.start();
    EXPECT_EQ(body->hooks, 1);
-   object.stop(false);
-   EXPECT_FALSE(object.running());
-   EXPECT_EQ(body->hooks, 2);
-   object.stop(true);
-   EXPECT_EQ(body->hooks, 2);
-   object.stop(true);
-}
-
-TEST(DtThreadedObject, WaitsForTheOldThreadBeforeItMakesTheNext)
-{
-   Watchdog const watchdog;
-   auto const body = boost::make_shared<Body>();
-   DtThreadedObject object(body);
-   for (int i = 0; i < 3; ++i)
-   {
-      object.start();
-      EXPECT_TRUE(eventually([&] { return body->active == 1; }));
-      object.stop(false);
-   }
-   object.start();
-   EXPECT_TRUE(eventually([&] { return body->runs == 4; }));
-   object.stop(true);
-   EXPECT_EQ(body->most, 1);
-   EXPECT_EQ(body->hooks, 4);
-   EXPECT_EQ(body->hookThread, DtThread::GetCurrentThreadHandle());
-}
-
-TEST(DtThreadedObject, KeepsTheRunnableUntilItsBodyHasReturned)
-{
-   Watchdog const watchdog;
-   auto * const plain = new Body(false);
-   boost::shared_ptr<Body> owner(plain);
-   boost::weak_ptr<Body> const seen(owner);
-   {
-      DtThreadedObject object(owner);
-      object.start();
-      EXPECT_TRUE(eventually([&] { return plain->active == 1; }));
-      object.stop(false);
-      object.setRunnableObject(boost::make_shared<Body>());
-      owner.reset();
-   }
-   EXPECT_FALSE(seen.expired());
-   plain->released = true;
-   EXPECT_TRUE(eventually([&] { return seen.expired(); }));
-}
-
-TEST(DtThreadedObject, IsDestroyedInSpiteOfAHookThatThrows)
-{
-   Watchdog const watchdog;
-   auto body = boost::make_shared<Body>();
-   body->hookThrows = true;
-   boost::weak_ptr<Body> const seen(body);
-   {
-      DtThreadedObject object(body);
-      object.start();
-      EXPECT_THROW(object.stop(true), std::runtime_error);
-      EXPECT_TRUE(object.running());
-      object.stop(true);
-      body->runs = 0;
-      object.start();
-      EXPECT_TRUE(eventually([&] { return body->runs == 1; }));
-   }
-   EXPECT_EQ(body->hooks, 2);
-   body.reset();
-   EXPECT_TRUE(eventually([&] { return seen.expired(); }));
-}
-
-TEST(DtThreadedObject, IsStoppedByOneThreadWhileAnotherJoins)
-{
-   Watchdog const watchdog;
-   auto const body = boost::make_shared<Body>();
-   DtThreadedObject object(body);
-   object.start();
    std::thread joiner([&] { object.join(); });
    DtSleep(0.05);
    object.stop(true);
    joiner.join();
    EXPECT_FALSE(object.running());
+   EXPECT_EQ(body->hooks, 2);
 }
 
-/// The size of this process in MiB, which a thread that isn't given back keeps its stack in.
-double processSize()
+TEST_F(ThreadKit, WaitsForTheOldThreadBeforeItMakesTheNext)
 {
+   for (int i = 1; i <= 3; ++i)
+   {
+      object.start();
+      EXPECT_TRUE(eventually([&] { return body->runs == i; }));
+      object.stop(false);
+      object.stop(true);
+   }
+   EXPECT_FALSE(body->sideBySide);
+   EXPECT_EQ(body->hooks, 3);
+   EXPECT_EQ(body->hookThread, DtThread::GetCurrentThreadHandle());
+}
+
+TEST_F(ThreadKit, KeepsTheRunnableUntilItsBodyHasReturned)
+{
+   Body * const plain = body.get();
+   boost::weak_ptr<Body> const seen(body);
+   plain->minding = false;
+   plain->hookThrows = true;
+   {
+      DtThreadedObject swallowing(body);
+      swallowing.start();
+      object.start();
+      EXPECT_TRUE(eventually([&] { return plain->active == 2; }));
+   }
+   // What the hook throws was swallowed by the destructor, and reaches the caller of stop.
+   EXPECT_THROW(object.stop(true), std::runtime_error);
+   object.stop(false);
+   object.setRunnableObject(boost::make_shared<Body>());
+   body.reset();
+   EXPECT_EQ(plain->hooks, 2);
+   EXPECT_FALSE(seen.expired());
+   plain->released = true;
+   object.start();
+   EXPECT_TRUE(eventually([&] { return seen.expired(); }));
+}
+
+/// Starts and ends 300 threads that nobody waits for, and 150 that are waited for. The size of the process
+/// then, in MiB: a thread that isn't given back keeps its stack in it.
+double sizeAfterManyThreads(boost::shared_ptr<Body> const & body)
+{
+   int const before = body->runs;
+   auto const start = [&](bool wait)
+   {
+      DtThreadedObject object(body);
+      object.start();
+      if (!wait)
+         object.stop(false);
+   };
+   for (int i = 1; i <= 300; ++i)
+   {
+      start(false);
+      // Now and then the body has returned by then.
+      EXPECT_TRUE(i % 50 != 0 || eventually([&] { return body->runs == before + i && body->active == 0; }));
+   }
+   std::vector<std::thread> owners;
+   for (int i = 0; i < 150; ++i)
+      owners.emplace_back(start, true);
+   for (std::thread & owner : owners)
+      owner.join();
+   EXPECT_EQ(body->runs, before + 450);
    double pages = 0;
    std::ifstream("/proc/self/statm") >> pages;
    return pages * 4096 / (1 << 20);
 }
 
-/// Starts and ends 300 threads that nobody waits for, and 150 that are waited for.
-void startAndEndThreads()
+TEST_F(ThreadKit, GivesAllThreadsBack)
 {
-   auto const body = boost::make_shared<Body>();
    body->released = true;
-   for (int i = 0; i < 300; ++i)
-   {
-      DtThreadedObject object(body);
-      object.start();
-      object.stop(false);
-      // Now and then the body has returned by then.
-      ASSERT_TRUE(i % 50 != 0 || eventually([&] { return body->runs == i + 1 && body->active == 0; }));
-   }
-   EXPECT_TRUE(eventually([&] { return body.use_count() == 1; }));
-   auto const startAndWait = [&]
-   {
-      DtThreadedObject object(body);
-      object.start();
-   };
-   std::vector<std::thread> owners;
-   for (int i = 0; i < 150; ++i)
-      owners.emplace_back(startAndWait);
-   for (std::thread & owner : owners)
-      owner.join();
-   EXPECT_EQ(body->runs, 450);
+   double const before = sizeAfterManyThreads(body);
+   EXPECT_LT(sizeAfterManyThreads(body) - before, 600.0);
+   EXPECT_TRUE(eventually([&] { return body.use_count() == 2; }));
 }
 
-TEST(DtThreadedObject, GivesAllThreadsBack)
+TEST_F(ThreadKit, RunsAFunctionThatSeesTheFlagOnly)
 {
-   Watchdog const watchdog;
-   startAndEndThreads();
-   double const before = processSize();
-   startAndEndThreads();
-   EXPECT_LT(processSize() - before, 600.0);
-}
-
-TEST(DtThread, RunsAFunctionThatSeesTheFlagOnly)
-{
-   Watchdog const watchdog;
    std::atomic<unsigned long> number(0);
    auto const function = [](void * data, bool volatile * flag)
    {
@@ -269,66 +208,46 @@ TEST(DtThread, RunsAFunctionThatSeesTheFlagOnly)
          DtSleep(0.001);
    };
    DtThread thread(boost::make_shared<DtThreadStart>(function, &number));
-   EXPECT_FALSE(thread.hasStarted());
-   thread.stop(true);
    EXPECT_EQ(thread.start(), DtThreadSuccess);
    EXPECT_TRUE(eventually([&] { return thread.isRunning() && number != 0; }));
-   EXPECT_TRUE(thread.hasStarted());
-   EXPECT_NE(thread.threadId(), nullptr);
    EXPECT_NE(number, DtThread::GetCurrentThreadHandle());
    thread.stop(false);
    EXPECT_EQ(thread.join(), DtThreadSuccess);
-   EXPECT_FALSE(thread.isRunning());
-   EXPECT_TRUE(thread.hasStarted());
-   EXPECT_GE(secondsOf([&] { thread.stop(true); }), 0.1);
+   EXPECT_TRUE(thread.hasStarted() && !thread.isRunning());
+   thread.stop(true);
    EXPECT_EQ(thread.threadId(), nullptr);
 }
 
-TEST(DtThread, RunsOnTheCallersThreadWhereStopHasNoEffect)
+TEST_F(ThreadKit, StopsNothingThatRunsOnTheCallersThread)
 {
    struct Within : Body
    {
       void run() override
       {
-         EXPECT_TRUE(thread->isRunning());
-         EXPECT_FALSE(thread->hasStarted());
-         thread->stop(true);
-         EXPECT_FALSE(timeToStop());
+         thread.stop(true);
+         EXPECT_TRUE(thread.isRunning() && !thread.hasStarted() && !thread.stopped() && !timeToStop());
       }
-      DtThread * thread = nullptr;
-   } body;
-   DtThread thread(startOf(body));
-   body.thread = &thread;
-   EXPECT_EQ(thread.startInCurrentThread(), DtThreadSuccess);
-   EXPECT_FALSE(thread.isRunning());
-   EXPECT_EQ(body.hooks, 0);
+      OpenThread thread{*this};
+   } within;
+   EXPECT_TRUE(within.thread.stopped());
+   EXPECT_EQ(within.thread.startInCurrentThread(), DtThreadSuccess);
+   EXPECT_FALSE(within.thread.isRunning());
+   EXPECT_EQ(within.hooks, 0);
 }
 
-/// Shows the flag.
-struct OpenThread : DtThread
+TEST_F(ThreadKit, JoinEndsWithAThreadThatHasEndedOnly)
 {
-   using DtThread::DtThread;
-   using DtThread::stopped;
-};
-
-TEST(DtThread, JoinEndsWithAThreadThatHasEndedOnly)
-{
-   Watchdog const watchdog;
-   Body body;
-   body.released = true;
-   OpenThread thread(startOf(body));
-   EXPECT_TRUE(thread.stopped());
+   body->released = true;
+   OpenThread thread(*body);
    std::atomic<bool> joined(false);
    std::thread joiner([&] { joined = thread.join() == DtThreadSuccess; });
    DtSleep(0.35);
    EXPECT_FALSE(joined);
    thread.start();
-   EXPECT_FALSE(thread.stopped());
    joiner.join();
-   EXPECT_TRUE(joined);
 }
 
-TEST(DtThread, OutlivesBothBodiesOfASecondStart)
+TEST_F(ThreadKit, OutlivesBothBodiesOfASecondStart)
 {
    struct LongAtFirst : Body
    {
@@ -342,61 +261,43 @@ TEST(DtThread, OutlivesBothBodiesOfASecondStart)
       }
       std::atomic<int> entered{0};
       std::atomic<bool> left{false};
-   } body;
-   Watchdog const watchdog;
+   } twice;
    {
-      DtThread thread(startOf(body));
+      OpenThread thread(twice);
       thread.start();
-      void * const first = thread.threadId();
-      EXPECT_TRUE(eventually([&] { return body.active == 1; }));
+      EXPECT_TRUE(eventually([&] { return twice.active == 1; }));
       thread.start();
-      EXPECT_NE(thread.threadId(), first);
-      EXPECT_TRUE(eventually([&] { return body.entered == 2 && !thread.isRunning(); }));
-      EXPECT_EQ(body.active, 1);
+      EXPECT_TRUE(eventually([&] { return twice.entered == 2 && !thread.isRunning(); }));
    }
-   EXPECT_TRUE(body.left);
-   EXPECT_EQ(body.hooks, 1);
+   EXPECT_TRUE(twice.left);
+   EXPECT_EQ(twice.hooks, 1);
 }
 
-/// Has the system refuse threads: nothing has room for such a stack.
-class NoThreads
+TEST_F(ThreadKit, TellsOfARefusalByStatusOnly)
 {
-public:
-   NoThreads()
-   {
-      pthread_getattr_default_np(&before);
-      pthread_attr_t huge;
-      pthread_getattr_default_np(&huge);
-      pthread_attr_setstacksize(&huge, std::size_t(1) << 47);
-      pthread_setattr_default_np(&huge);
-      pthread_attr_destroy(&huge);
-   }
-   ~NoThreads()
-   {
-      pthread_setattr_default_np(&before);
-      pthread_attr_destroy(&before);
-   }
-
-private:
-   pthread_attr_t before;
-};
-
-TEST(ThreadKit, TellsARefusedThreadByStatusOnly)
-{
-   Watchdog const watchdog;
-   auto const body = boost::make_shared<Body>();
-   NoThreads const none;
-   OpenThread thread(startOf(*body));
+   // Nothing has room for such a stack.
+   pthread_attr_t before, huge;
+   pthread_getattr_default_np(&before);
+   pthread_getattr_default_np(&huge);
+   pthread_attr_setstacksize(&huge, std::size_t(1) << 47);
+   pthread_setattr_default_np(&huge);
+   OpenThread thread(*body);
    EXPECT_EQ(thread.start(), DtThreadCreateFailed);
-   EXPECT_FALSE(thread.hasStarted());
-   EXPECT_FALSE(thread.stopped());
-   DtThreadedObject object(body);
+   EXPECT_FALSE(thread.hasStarted() || thread.stopped());
    object.start();
    EXPECT_TRUE(object.running());
-   object.stop(false);
-   object.start();
    object.stop(true);
    EXPECT_EQ(body->runs + body->hooks, 0);
+   pthread_setattr_default_np(&before);
+   pthread_attr_destroy(&before);
+   pthread_attr_destroy(&huge);
+}
+
+TEST(ThreadKitSlots, StandInOrder)
+{
+   EXPECT_EQ(slotOf(&DtRunnable::run), 2u);
+   EXPECT_EQ(slotOf(&DtRunnable::stop), 3u);
+   EXPECT_EQ(slotOf(&DtThread::start), 2u);
 }
 
 } // namespace
