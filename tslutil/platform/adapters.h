@@ -76,6 +76,8 @@ struct Adapter
    std::vector<AdapterPrefix> prefixes;
    /// The groups that the adapter is in. Filled by completeAdapters alone.
    std::vector<AdapterAddress> multicast;
+   /// The family of the addresses that were asked for, as readAdapters has it.
+   int family = 0;
    bool isComplete = false;
 };
 
@@ -90,9 +92,9 @@ struct Ipv4Entry
 /// or 6, or of both for any other value. False if the system can't tell; `adapters` is then unchanged.
 bool readAdapters(int family, std::vector<Adapter> & adapters);
 
-/// Adds what is dear to find out and of use only for adapters that are shown to someone: their groups, and
-/// whether an Ethernet adapter is wireless. Passes over those that are complete. Groups that the system
-/// doesn't tell of are left out.
+/// Adds what is dear to find out and of use only for adapters that are shown to someone: their groups of the
+/// family that was asked for, and whether an Ethernet adapter is wireless. Passes over those that are
+/// complete. Groups that the system doesn't tell of are left out.
 void completeAdapters(std::vector<Adapter *> const & adapters);
 
 /// Reads all IPv4 addresses of the machine. False if the system can't tell; `entries` is then unchanged.

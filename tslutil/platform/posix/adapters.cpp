@@ -214,10 +214,18 @@ AdapterStatus statusOf(unsigned flags, unsigned operationalState)
 
 typedef std::map<std::uint32_t, Adapter> AdaptersByIndex;
 
-void addLink(std::string_view record, AdaptersByIndex & adapters)
+/// Whether addresses of a family belong to what was asked for.
+bool isWanted(Adapter const & adapter, int family)
+{
+   bool const wantsAll = adapter.family != 4 && adapter.family != 6;
+   return family != 0 && (wantsAll || adapter.family == family);
+}
+
+void addLink(std::string_view record, int family, AdaptersByIndex & adapters)
 {
    auto const link = valueOf<ifinfomsg>(record);
    Adapter adapter;
+   adapter.family = family;
    adapter.index = adapter.ipv6Index = static_cast<std::uint32_t>(link.ifi_index);
    adapter.type = typeNumber(link.ifi_type);
    // Loopback lacks the flag, and yet groups work on it.
@@ -265,11 +273,12 @@ std::array<unsigned char, 16> addressBytes(std::string_view record)
 void addAddress(std::string_view record, AdaptersByIndex & adapters)
 {
    auto const fields = valueOf<ifaddrmsg>(record);
-   auto const owner = adapters.find(fields.ifa_index);
-   if (owner == adapters.end() || (fields.ifa_family != AF_INET && fields.ifa_family != AF_INET6))
-      return;
    AdapterAddress address;
-   address.family = fields.ifa_family == AF_INET ? 4 : 6;
+   address.family = fields.ifa_family == AF_INET ? 4 : fields.ifa_family == AF_INET6 ? 6 : 0;
+   auto const owner = adapters.find(fields.ifa_index);
+   // A system without IPv6 answers a question for it with all that it has.
+   if (owner == adapters.end() || !isWanted(owner->second, address.family))
+      return;
    address.bytes = addressBytes(record);
    if (address.family == 6)
       address.scopeId = scopeIdOf(address.bytes, fields.ifa_index);
@@ -303,10 +312,11 @@ void forEachLine(char const * path, std::function<void(char const *)> const & ta
 
 typedef std::map<std::uint32_t, Adapter *> KnownAdapters;
 
-Adapter * adapterOf(KnownAdapters const & adapters, std::uint32_t index)
+/// The adapter whose groups of a family are wanted, null if they aren't.
+Adapter * adapterOf(KnownAdapters const & adapters, std::uint32_t index, int family)
 {
    auto const found = adapters.find(index);
-   return found == adapters.end() ? nullptr : found->second;
+   return found != adapters.end() && isWanted(*found->second, family) ? found->second : nullptr;
 }
 
 /// A line that begins with an index names an adapter, the indented ones behind it are its groups, each as the
@@ -321,7 +331,7 @@ void addIpv4Groups(KnownAdapters const & adapters)
                   unsigned number = 0;
                   bool const isNumber = std::sscanf(line, isGroup ? "%x" : "%u", &number) == 1;
                   if (!isGroup)
-                     current = isNumber ? adapterOf(adapters, number) : nullptr;
+                     current = isNumber ? adapterOf(adapters, number, 4) : nullptr;
                   if (!isGroup || !isNumber || current == nullptr)
                      return;
                   AdapterAddress address;
@@ -338,8 +348,9 @@ void addIpv6Groups(KnownAdapters const & adapters)
                {
                   unsigned index = 0;
                   char digits[33] = {};
-                  if (std::sscanf(line, "%u %*s %32[0-9a-f]", &index, digits) != 2 ||
-                      std::strlen(digits) != 32 || adapterOf(adapters, index) == nullptr)
+                  bool const isGroup = std::sscanf(line, "%u %*s %32[0-9a-f]", &index, digits) == 2;
+                  Adapter * const adapter = isGroup ? adapterOf(adapters, index, 6) : nullptr;
+                  if (adapter == nullptr || std::strlen(digits) != 32)
                      return;
                   AdapterAddress address;
                   address.family = 6;
@@ -347,7 +358,7 @@ void addIpv6Groups(KnownAdapters const & adapters)
                      address.bytes[i] =
                         static_cast<unsigned char>(std::stoul(std::string(digits + 2 * i, 2), nullptr, 16));
                   address.scopeId = scopeIdOf(address.bytes, index);
-                  adapterOf(adapters, index)->multicast.push_back(address);
+                  adapter->multicast.push_back(address);
                });
 }
 
@@ -361,7 +372,7 @@ bool readAdapters(int family, std::vector<Adapter> & adapters)
    {
       found.clear();
       Dump const links = socket.dump(RTM_GETLINK, RTM_NEWLINK, AF_UNSPEC,
-                                     [&](std::string_view record) { addLink(record, found); });
+                                     [&](std::string_view record) { addLink(record, family, found); });
       if (links == Dump::failed)
          return links;
       Dump const addresses = socket.dump(RTM_GETADDR, RTM_NEWADDR, wantedFamily,
