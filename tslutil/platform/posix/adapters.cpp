@@ -276,7 +276,6 @@ void addAddress(std::string_view record, AdaptersByIndex & adapters)
    AdapterAddress address;
    address.family = fields.ifa_family == AF_INET ? 4 : fields.ifa_family == AF_INET6 ? 6 : 0;
    auto const owner = adapters.find(fields.ifa_index);
-   // A system without IPv6 answers a question for it with all that it has.
    if (owner == adapters.end() || !isWanted(owner->second, address.family))
       return;
    address.bytes = addressBytes(record);
@@ -366,7 +365,6 @@ void addIpv6Groups(KnownAdapters const & adapters)
 
 bool readAdapters(int family, std::vector<Adapter> & adapters)
 {
-   int const wantedFamily = family == 4 ? AF_INET : family == 6 ? AF_INET6 : AF_UNSPEC;
    AdaptersByIndex found;
    auto const read = [&](RouteSocket & socket)
    {
@@ -375,7 +373,7 @@ bool readAdapters(int family, std::vector<Adapter> & adapters)
                                      [&](std::string_view record) { addLink(record, family, found); });
       if (links == Dump::failed)
          return links;
-      Dump const addresses = socket.dump(RTM_GETADDR, RTM_NEWADDR, wantedFamily,
+      Dump const addresses = socket.dump(RTM_GETADDR, RTM_NEWADDR, AF_UNSPEC,
                                          [&](std::string_view record) { addAddress(record, found); });
       return addresses == Dump::complete ? links : addresses;
    };
