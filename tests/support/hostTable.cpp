@@ -27,7 +27,7 @@ HostTable::~HostTable()
 extern "C" int getaddrinfo(char const * host, char const * service, addrinfo const * hints,
                            addrinfo ** result)
 {
-   if (table == nullptr || host == nullptr)
+   if (table == nullptr || host == nullptr || (hints->ai_flags & AI_NUMERICHOST) != 0)
       return askSystem(host, service, hints, result);
    table->queries.push_back(std::string(host) + " " + (service == nullptr ? "" : service) + " " +
                             std::to_string(hints->ai_family) + " " + std::to_string(hints->ai_socktype) +
