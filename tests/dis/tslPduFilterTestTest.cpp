@@ -13,16 +13,10 @@ namespace
 
 typedef std::vector<unsigned long> Values;
 
-class ReachedTest : public DtPduFilterTest
+struct ReachedTest : DtPduFilterTest
 {
-public:
    using DtPduFilterTest::clearList;
 };
-
-void set(DtPduFilterTest & test, int op, Values values)
-{
-   test.setTest(DtPduTestOperator(op), static_cast<int>(values.size()), values.data());
-}
 
 /// The bytes of 0 to 9 that pass, tested at offset 1.
 std::string passed(DtPduFilterTest & test)
@@ -40,12 +34,10 @@ std::string passed(DtPduFilterTest & test)
 TEST(DtPduFilterTest, SlotOrder)
 {
    typedef DtPduFilterTest Filter;
+   typedef void (Filter::*ByList)(int, unsigned long *);
    EXPECT_EQ(slotOf<void (Filter::*)(DtPduTestOperator, int, unsigned long *)>(&Filter::setTest), 2u);
-   EXPECT_EQ(slotOf<void (Filter::*)(int, unsigned long *)>(&Filter::extendTest), 3u);
-   EXPECT_EQ(slotOf<void (Filter::*)(int, unsigned long *)>(&Filter::reduceTest), 4u);
-   EXPECT_EQ(slotOf(&Filter::setOperator), 5u);
-   EXPECT_EQ(slotOf(&Filter::evalTest), 6u);
-   EXPECT_EQ(slotOf(&ReachedTest::clearList), 7u);
+   EXPECT_TRUE(inSlotsFrom(3, ByList(&Filter::extendTest), ByList(&Filter::reduceTest), &Filter::setOperator,
+                           &Filter::evalTest, &ReachedTest::clearList));
 }
 
 TEST(DtPduFilterTest, OperatorAndListDecide)
@@ -57,21 +49,18 @@ TEST(DtPduFilterTest, OperatorAndListDecide)
       char const * passes;
    };
    // Any operator but 1 accepts; a value counts by its low 32 bits, and above 255 it matches no byte.
-   for (Case const & c : std::vector<Case>{{1, {}, "0123456789"},
-                                           {1, {3}, "012456789"},
-                                           {1, {9, 3, 3}, "01245678"},
-                                           {0, {}, ""},
-                                           {0, {6}, "6"},
-                                           {2, {6, 1}, "16"},
-                                           {-1, {6, 262}, "6"},
-                                           {0, {0x100000005}, "5"}})
+   // clang-format off
+   for (Case c : std::vector<Case>{
+           {1, {}, "0123456789"}, {1, {3}, "012456789"}, {1, {9, 3, 3}, "01245678"}, {0, {}, ""}, {0, {6}, "6"},
+           {2, {6, 1}, "16"}, {-1, {6, 262}, "6"}, {0, {0x100000005}, "5"}})
+   // clang-format on
    {
       DtPduFilterTest test;
       EXPECT_EQ(passed(test), "0123456789");
-      set(test, c.op, c.values);
+      test.setTest(DtPduTestOperator(c.op), static_cast<int>(c.values.size()), c.values.data());
       EXPECT_EQ(passed(test), c.passes);
-      EXPECT_EQ(test.evalTest(nullptr, 0, DtPduFilterOther), c.op == 1);
-      EXPECT_EQ(test.evalTest(nullptr, 0, DtPduFilterType(2)), c.op == 1);
+      for (int const type : {int(DtPduFilterOther), 2})
+         EXPECT_EQ(test.evalTest(nullptr, 0, DtPduFilterType(type)), c.op == 1);
       test.disableTest();
       EXPECT_EQ(passed(test), "0123456789");
    }
@@ -79,7 +68,7 @@ TEST(DtPduFilterTest, OperatorAndListDecide)
 
 TEST(DtPduFilterTest, ListGrowsAndShrinksItemByItem)
 {
-   DtPduFilterTest test;
+   DtPduFilterTest test, assigned;
    test.setTest(DtPduTestInclude, 4);
    Values more = {7, 4};
    test.extendTest(2, more.data());
@@ -94,7 +83,6 @@ TEST(DtPduFilterTest, ListGrowsAndShrinksItemByItem)
    test.reduceTest(2, more.data());
    test.extendTest(1);
    EXPECT_EQ(passed(test), "1");
-   DtPduFilterTest assigned;
    assigned = copy;
    EXPECT_EQ(passed(assigned), "47");
    assigned.setOperator(DtPduTestInclude);
