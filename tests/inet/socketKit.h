@@ -16,9 +16,20 @@ inline constexpr unsigned long theNonBlocking = DtInetSockFlagsDefault | DtInetS
 inline constexpr unsigned long theAsync =
    DtInetSockFlagsDefault | DtInetSockFlagAsyncReceive | DtInetSockFlagAsyncSend | DtInetSockFlagNonBlocking;
 
-inline DtInetEndpoint loopback(unsigned short port, DtInetProtocol protocol = DtInetProtoUdp)
+inline DtInetEndpoint loopback(unsigned short port = 9, DtInetProtocol protocol = DtInetProtoUdp)
 {
    return {DtInetAddr("127.0.0.1"), port, protocol};
+}
+
+/// What a socket tells of its last error: code, state, and the text behind the name of the class, which has
+/// to be there.
+inline std::string told(DtInetSocket & socket)
+{
+   std::string const name = "DtInetUdpSocket::", text = socket.getLastErrorString().stdString();
+   std::string const states[] = {" error ", " none ",      " created ", " open ", "",        "",
+                                 "",        " connected ", "",          "",       " closed "};
+   return std::to_string(socket.getLastError()) + states[socket.state() + 1] +
+          (text.compare(0, name.size(), name) == 0 ? text.substr(name.size()) : "? " + text);
 }
 
 /// A chain of vectors, each filled with the bytes of a text.

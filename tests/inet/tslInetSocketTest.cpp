@@ -51,42 +51,28 @@ TEST(DtInetSocket, SlotOrder)
    EXPECT_EQ(slotOf(&DtIoServiceRunnable::stopService), slotOf(&DtRunnable::stop) + 1);
 }
 
-TEST(DtInetSocket, BeginsUnconfigured)
+TEST(DtInetSocket, BeginsUnconfiguredAndRecordsErrorsWithAndWithoutTheErrorState)
 {
    OpenSocket socket;
    EXPECT_EQ(socket.flags(), 3203u);
-   EXPECT_EQ(socket.protocol(), DtInetProtoNone);
-   EXPECT_EQ(socket.destination().protocol(), DtInetProtoNone);
-   EXPECT_FALSE(socket.isNoDelay());
-   EXPECT_FALSE(socket.isNonBlocking());
-   EXPECT_EQ(socket.hostIf(), nullptr);
+   EXPECT_TRUE(socket.protocol() == DtInetProtoNone && socket.destination().protocol() == DtInetProtoNone);
+   EXPECT_FALSE(socket.isNoDelay() || socket.isNonBlocking() || socket.hostIf() != nullptr);
    EXPECT_EQ(socket.getLastError() + socket.getTerminationCode(), 0);
    socket.myTerminationCode = 2;
    socket.myTerminationText = "gone";
    EXPECT_EQ(socket.getTerminationCode(), 2);
    EXPECT_STREQ(socket.getTerminationString(), "gone");
-}
-
-TEST(DtInetSocket, RecordsErrorsWithAndWithoutTheErrorState)
-{
-   OpenSocket socket;
    int const result = socket.refuse(10035, "would block");
-   EXPECT_EQ(result, -1);
-   EXPECT_EQ(socket.state(), DtInetSockCreated);
-   EXPECT_TRUE(socket.isErrorWouldBlockOrTryAgain());
+   EXPECT_TRUE(result == -1 && socket.state() == DtInetSockCreated && socket.isErrorWouldBlockOrTryAgain());
    EXPECT_STREQ(socket.getLastErrorString(), "would block");
    socket.clearError();
    EXPECT_FALSE(socket.isErrorWouldBlockOrTryAgain());
    bool const answer = socket.fail(1237, "again");
-   EXPECT_FALSE(answer);
-   EXPECT_TRUE(socket.isErrorWouldBlockOrTryAgain());
+   EXPECT_TRUE(!answer && socket.isErrorWouldBlockOrTryAgain());
    socket.clearError();
-   EXPECT_EQ(socket.getLastError(), 0);
-   EXPECT_STREQ(socket.getLastErrorString(), "");
+   EXPECT_TRUE(socket.getLastError() == 0 && socket.getLastErrorString().isEmpty());
    EXPECT_EQ(socket.state(), DtInetSockError);
-   EXPECT_TRUE(socket.closeSocket());
-   EXPECT_TRUE(socket.setLocalPort(7));
-   EXPECT_EQ(socket.localPort(), 7);
+   EXPECT_TRUE(socket.closeSocket() && socket.setLocalPort(7) && socket.localPort() == 7);
 }
 
 // Callbacks note their call in a text, which the last bytes of the chain can't tell.
@@ -107,44 +93,46 @@ std::vector<int> keys(OpenSocket const & socket, DtInetSockProcessingType type)
    return found;
 }
 
-TEST(DtInetSocketCallbacks, StandInTheOrderOfTheirPriority)
+/// The calls that sending a chain makes.
+std::string callsOfASend(OpenSocket & socket)
 {
-   OpenSocket socket;
-   auto const add = [&](DtInetSocketProcessingCb callback, int priority)
-   { return socket.addProcessingCallback(DtInetSockPreSend, callback, nullptr, priority); };
-   EXPECT_TRUE(add(note<'a'>, -1));
-   EXPECT_TRUE(add(note<'b'>, 5));
-   EXPECT_TRUE(add(note<'c'>, 2));
-   EXPECT_TRUE(add(note<'d'>, -7));
-   EXPECT_TRUE(add(note<'e'>, 5));
-   EXPECT_EQ(keys(socket, DtInetSockPreSend), (std::vector<int>{0, 2, 5, 5, 6}));
    std::vector<char> bytes(3);
    DtInetSockChain chain{&bytes};
    DtInetEndpoint to(DtInetAddr("127.0.0.1"), 9);
    theCalls.clear();
    socket.sendChainTo(chain, to);
-   EXPECT_EQ(theCalls, "acbed");
-   EXPECT_TRUE(add(note<'f'>, std::numeric_limits<int>::max()));
-   EXPECT_TRUE(add(note<'g'>, -1));
-   EXPECT_EQ(keys(socket, DtInetSockPreSend).back(), std::numeric_limits<int>::max());
-   EXPECT_FALSE(socket.addProcessingCallback(DtInetSockProcessingType(4), note<'a'>, nullptr, 1));
-   EXPECT_FALSE(socket.addProcessingCallback(DtInetSockProcessingType(-1), note<'a'>, nullptr, 1));
+   return theCalls;
+}
+
+TEST(DtInetSocketCallbacks, StandInTheOrderOfTheirPriority)
+{
+   OpenSocket socket;
+   int const highest = std::numeric_limits<int>::max();
+   auto const add = [&](DtInetSocketProcessingCb callback, int priority, int type = DtInetSockPreSend)
+   { return socket.addProcessingCallback(DtInetSockProcessingType(type), callback, nullptr, priority); };
+   EXPECT_TRUE(add(note<'a'>, -1) && add(note<'b'>, 5) && add(note<'c'>, 2) && add(note<'d'>, -7) &&
+               add(note<'e'>, 5));
+   EXPECT_EQ(keys(socket, DtInetSockPreSend), (std::vector<int>{0, 2, 5, 5, 6}));
+   EXPECT_EQ(callsOfASend(socket), "acbed");
+   EXPECT_TRUE(add(note<'f'>, highest) && add(note<'g'>, -1));
+   EXPECT_EQ(keys(socket, DtInetSockPreSend).back(), highest);
+   EXPECT_FALSE(add(note<'a'>, 1, 4) || add(note<'a'>, 1, -1));
 }
 
 TEST(DtInetSocketCallbacks, AreRemovedOneAtATime)
 {
    OpenSocket socket;
    int data[2];
-   socket.addProcessingCallback(DtInetSockPostReceive, note<'a'>, &data[0], 1);
-   socket.addProcessingCallback(DtInetSockPostReceive, note<'a'>, &data[1], 2);
-   EXPECT_FALSE(socket.removeProcessingCallback(DtInetSockPostReceive, note<'b'>));
-   EXPECT_FALSE(socket.removeProcessingCallback(DtInetSockPreReceive, note<'a'>));
-   EXPECT_FALSE(socket.removeProcessingCallback(DtInetSockProcessingType(9), note<'a'>));
-   EXPECT_TRUE(socket.removeProcessingCallback(DtInetSockPostReceive, note<'a'>));
+   auto const remove = [&](DtInetSocketProcessingCb callback, int type = DtInetSockPostReceive)
+   { return socket.removeProcessingCallback(DtInetSockProcessingType(type), callback); };
+   for (int i = 0; i < 2; ++i)
+      socket.addProcessingCallback(DtInetSockPostReceive, note<'a'>, &data[i], i + 1);
+   EXPECT_FALSE(remove(note<'b'>) || remove(note<'a'>, DtInetSockPreReceive) || remove(note<'a'>, 9));
+   EXPECT_TRUE(remove(note<'a'>));
    ASSERT_EQ(keys(socket, DtInetSockPostReceive), std::vector<int>{2});
    EXPECT_EQ(socket.myCallbacks[DtInetSockPostReceive].begin()->second->userData, &data[1]);
-   EXPECT_TRUE(socket.removeProcessingCallback(DtInetSockPostReceive, note<'a'>));
-   EXPECT_FALSE(socket.removeProcessingCallback(DtInetSockPostReceive, note<'a'>));
+   EXPECT_TRUE(remove(note<'a'>));
+   EXPECT_FALSE(remove(note<'a'>));
 }
 
 // Removes itself and its follower, adds another one, and sends a chain of its own meanwhile.
@@ -167,12 +155,7 @@ TEST(DtInetSocketCallbacks, MayChangeFromInsideOne)
    socket.addProcessingCallback(DtInetSockPreSend, change, nullptr, 1);
    socket.addProcessingCallback(DtInetSockPreSend, note<'b'>, nullptr, 2);
    socket.addProcessingCallback(DtInetSockPreSend, note<'c'>, nullptr, 3);
-   std::vector<char> bytes(3);
-   DtInetSockChain chain{&bytes};
-   DtInetEndpoint to(DtInetAddr("127.0.0.1"), 9);
-   theCalls.clear();
-   socket.sendChainTo(chain, to);
-   EXPECT_EQ(theCalls, "*cdcd");
+   EXPECT_EQ(callsOfASend(socket), "*cdcd");
    EXPECT_EQ(keys(socket, DtInetSockPreSend), (std::vector<int>{3, 4}));
 }
 
@@ -182,10 +165,13 @@ void followReadHandle()
    DtInetUdpSocket socket(DtInetEndpoint(DtInetAddr("127.0.0.1"), peer.port()));
    DtInetUdpSocket other;
    char byte = 0;
-   peer.send("a", "127.0.0.1", socket.localPort());
-   ASSERT_EQ(socket.recv(&byte, 1), 1);
+   auto const receive = [&](char const * text)
+   {
+      peer.send(text, "127.0.0.1", socket.localPort());
+      EXPECT_EQ(socket.recv(&byte, 1), 1);
+   };
+   receive("a");
    void * const handle = socket.getReadHandle();
-   ASSERT_NE(handle, nullptr);
    EXPECT_EQ(other.getReadHandle(), handle);
    int const descriptor = static_cast<int>(reinterpret_cast<std::intptr_t>(handle));
    EXPECT_GE(descriptor, 3);
@@ -196,19 +182,16 @@ void followReadHandle()
    };
    std::uint64_t value = 0;
    // The first receive came before anybody had asked for the handle.
-   for (char const * text : {"", "b", "c"})
+   for (char const * text : {"b", "c", "d"})
    {
-      if (*text != '\0')
-      {
-         EXPECT_FALSE(isSignalled());
-         peer.send(text, "127.0.0.1", socket.localPort());
-         ASSERT_EQ(socket.recv(&byte, 1), 1);
-      }
       EXPECT_TRUE(isSignalled());
       EXPECT_EQ(read(descriptor, &value, sizeof value), 8);
+      EXPECT_FALSE(isSignalled());
+      receive(text);
    }
-   peer.send("d", "127.0.0.1", socket.localPort());
    DtInetEndpoint from;
+   EXPECT_EQ(read(descriptor, &value, sizeof value), 8);
+   peer.send("e", "127.0.0.1", socket.localPort());
    ASSERT_EQ(socket.recvFrom(&byte, 1, from), 1);
    EXPECT_FALSE(isSignalled());
 }

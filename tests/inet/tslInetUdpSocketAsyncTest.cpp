@@ -28,23 +28,18 @@ TEST(DtInetUdpSocketAsync, CountsPollsOfTheQueue)
    EXPECT_STREQ(from.toDtString(true), "0.0.0.0:any(UDP)");
    EXPECT_EQ(socket.recvToChain(chain.chain), DtInetSockRcvNothing);
    EXPECT_EQ(Counters(socket).received, Count(2, 0));
-   auto const filled = [&](std::string const & text)
+   for (bool const isFlat : {true, false})
    {
-      peer.send(text, "127.0.0.1", socket.localPort());
-      socket.clearStats();
-   };
-   filled("12345");
-   EXPECT_TRUE(eventually(
-      [&]
-      {
-         socket.clearStats();
-         return socket.recv(bytes, 4) == DtInetSockRcvNoRoom;
-      }));
-   EXPECT_EQ(Counters(socket).received, Count(1, static_cast<std::uint64_t>(-4)));
-   filled("12345");
-   EXPECT_TRUE(eventually([&] { return socket.recvToChain(chain.chain) == DtInetSockRcvNoRoom; }));
+      peer.send("12345", "127.0.0.1", socket.localPort());
+      EXPECT_TRUE(eventually(
+         [&]
+         {
+            socket.clearStats();
+            return (isFlat ? socket.recv(bytes, 4) : socket.recvToChain(chain.chain)) == DtInetSockRcvNoRoom;
+         }));
+      EXPECT_EQ(Counters(socket).received, Count(1, static_cast<std::uint64_t>(-4)));
+   }
    EXPECT_EQ(chain.text(), "123");
-   EXPECT_EQ(Counters(socket).received, Count(1, static_cast<std::uint64_t>(-4)));
    EXPECT_EQ(socket.getLastError(), 0);
 }
 

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
+#include <filesystem>
 #include <functional>
 
 namespace
@@ -20,80 +20,67 @@ namespace
 
 using namespace socketKit;
 
-constexpr int theTurns = 100;
-
-struct Way
-{
-   char const * name;
-   std::function<int(DtInetUdpSocket &)> once;
-   /// Whether a datagram has to lie there for it.
-   bool receives;
-   int result;
-};
+char theBytes[200];
 
 class Cost : public testing::TestWithParam<bool>
 {
 };
 
-char theBytes[200];
-std::vector<char> theFirst(72);
-std::vector<char> theSecond(72);
-std::vector<char> theWhole(144);
-
 TEST_P(Cost, IsOneCallAndNoMemoryForADatagram)
 {
-   bool const hasDevice = GetParam();
    DtInetDevice lo(DtString("lo"));
-   LoopbackPeer peer;
-   DtInetUdpSocket socket(loopback(peer.port()), 0, hasDevice ? &lo : nullptr, theNonBlocking);
-   ASSERT_TRUE(socket.isOk());
-   DtInetEndpoint to = loopback(peer.port());
-   DtInetEndpoint from;
-   DtInetSockChain one{&theWhole};
-   DtInetSockChain two{&theFirst, &theSecond};
-   std::size_t const size = 144;
-   Way const ways[] = {
-      {"send", [&](DtInetUdpSocket & s) { return s.send(theBytes, size); }, false, 144},
-      {"sendTo", [&](DtInetUdpSocket & s) { return s.sendTo(theBytes, size, to); }, false, 144},
-      {"sendChain of 1", [&](DtInetUdpSocket & s) { return s.sendChain(one); }, false, 144},
-      {"sendChainTo of 2", [&](DtInetUdpSocket & s) { return s.sendChainTo(two, to); }, false, 144},
-      {"recv", [&](DtInetUdpSocket & s) { return s.recv(theBytes, size); }, true, 144},
-      {"recvFrom", [&](DtInetUdpSocket & s) { return s.recvFrom(theBytes, size, from); }, true, 144},
-      {"recvToChain of 1", [&](DtInetUdpSocket & s) { return s.recvToChain(one); }, true, 144},
-      {"recvToChainFrom of 1", [&](DtInetUdpSocket & s) { return s.recvToChainFrom(one, from); }, true, 144},
-      {"recvToChainFrom of 2", [&](DtInetUdpSocket & s) { return s.recvToChainFrom(two, from); }, true, 144},
-      {"empty recv", [&](DtInetUdpSocket & s) { return s.recv(theBytes, size); }, false, 0},
-      {"empty recvFrom", [&](DtInetUdpSocket & s) { return s.recvFrom(theBytes, size, from); }, false, 0},
-      {"empty recvToChainFrom", [&](DtInetUdpSocket & s) { return s.recvToChainFrom(two, from); }, false, 0},
-   };
    // Two senders in turn, so that `from` changes each time.
-   LoopbackPeer other;
-   std::string const datagram(size, 'x');
+   LoopbackPeer peer, other;
+   DtInetUdpSocket socket(loopback(peer.port()), 0, GetParam() ? &lo : nullptr, theNonBlocking);
+   ASSERT_TRUE(socket.isOk());
+   DtInetEndpoint to = loopback(peer.port()), from;
+   std::vector<char> whole(144), half1(72), half2(72);
+   DtInetSockChain one{&whole}, two{&half1, &half2};
+   // clang-format off
+   struct
+   {
+      char const * name;
+      std::function<int()> once;
+      bool receives; ///< A datagram has to lie there for it.
+      int result;
+   } const ways[] = {
+      {"send", [&] { return socket.send(theBytes, 144); }, false, 144},
+      {"sendTo", [&] { return socket.sendTo(theBytes, 144, to); }, false, 144},
+      {"sendChain of 1", [&] { return socket.sendChain(one); }, false, 144},
+      {"sendChainTo of 2", [&] { return socket.sendChainTo(two, to); }, false, 144},
+      {"recv", [&] { return socket.recv(theBytes, 144); }, true, 144},
+      {"recvFrom", [&] { return socket.recvFrom(theBytes, 144, from); }, true, 144},
+      {"recvToChain of 1", [&] { return socket.recvToChain(one); }, true, 144},
+      {"recvToChainFrom of 1", [&] { return socket.recvToChainFrom(one, from); }, true, 144},
+      {"recvToChainFrom of 2", [&] { return socket.recvToChainFrom(two, from); }, true, 144},
+      {"empty recv", [&] { return socket.recv(theBytes, 144); }, false, 0},
+      {"empty recvFrom", [&] { return socket.recvFrom(theBytes, 144, from); }, false, 0},
+      {"empty recvToChainFrom", [&] { return socket.recvToChainFrom(two, from); }, false, 0},
+   };
+   // clang-format on
+   constexpr std::size_t theTurns = 100;
    for (bool const isConnected : {false, true})
    {
       ASSERT_TRUE(!isConnected || socket.connectToDestination());
-      for (Way const & way : ways)
+      for (auto const & way : ways)
       {
-         std::size_t allocations = 0;
-         std::size_t calls = 0;
-         for (int i = 0; i < theTurns; ++i)
+         std::size_t allocations = 0, calls = 0;
+         for (std::size_t i = 0; i < theTurns; ++i)
          {
-            LoopbackPeer & sender = i % 2 == 0 || isConnected ? peer : other;
             if (way.receives)
-               sender.send(datagram, "127.0.0.1", socket.localPort());
+               (i % 2 == 0 || isConnected ? peer : other)
+                  .send(std::string(144, 'x'), "127.0.0.1", socket.localPort());
             SystemCallCount const callCount;
             AllocationCount const count;
-            int const result = way.once(socket);
+            int const result = way.once();
             allocations += count.here();
             calls += callCount.here();
             ASSERT_EQ(result, way.result) << way.name;
          }
          EXPECT_EQ(allocations, 0u) << way.name;
-         EXPECT_TRUE(calls == std::size_t(theTurns) || !SystemCallCount::whyNot().empty())
-            << way.name << ": " << calls;
+         EXPECT_TRUE(calls == theTurns || !SystemCallCount::whyNot().empty()) << way.name << ": " << calls;
          while (peer.receive(0.0))
-         {
-         }
+            continue;
       }
    }
 }
@@ -101,36 +88,25 @@ TEST_P(Cost, IsOneCallAndNoMemoryForADatagram)
 INSTANTIATE_TEST_SUITE_P(Devices, Cost, testing::Bool(),
                          [](auto const & kind) { return kind.param ? "WithADevice" : "WithoutADevice"; });
 
-int openDescriptors()
+std::ptrdiff_t openDescriptors()
 {
-   int count = 0;
-   DIR * const folder = opendir("/proc/self/fd");
-   while (readdir(folder) != nullptr)
-      ++count;
-   closedir(folder);
-   return count;
+   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 TEST(CostOfASocket, IsOneDescriptorUntilItNeedsMore)
 {
    DtInetDevice lo(DtString("lo"));
-   struct
-   {
-      DtInetDevice * device;
-      unsigned long flags;
-      int least;
-      int most;
-   } const rows[] = {
+   std::tuple<DtInetDevice *, unsigned long, int, int> const rows[] = {
       {nullptr, DtInetSockFlagsDefault, 1, 1}, {&lo, theNonBlocking, 2, 2}, {nullptr, theAsync, 2, 5}};
-   for (auto const & row : rows)
+   for (auto const & [device, flags, least, most] : rows)
    {
-      int const before = openDescriptors();
+      std::ptrdiff_t const before = openDescriptors();
       {
          DtInetUdpSocket unopened;
          EXPECT_EQ(openDescriptors(), before);
-         DtInetUdpSocket socket(loopback(9), 0, row.device, row.flags);
-         EXPECT_GE(openDescriptors() - before, row.least);
-         EXPECT_LE(openDescriptors() - before, row.most);
+         DtInetUdpSocket socket(loopback(9), 0, device, flags);
+         EXPECT_GE(openDescriptors() - before, least);
+         EXPECT_LE(openDescriptors() - before, most);
          socket.udpSocket();
          EXPECT_TRUE(socket.closeSocket());
       }
@@ -148,21 +124,20 @@ TEST(CostOfASocket, IsNoMemoryInTheBackgroundThreadInTheLongRun)
    std::string const datagram(144, 'x');
    int received = 0;
    std::size_t sending = 0;
+   auto const receive = [&] { return received += socket.recvFrom(theBytes, 200, from) > 0 ? 1 : 0; };
    auto const exchange = [&](int turns)
    {
-      received = 0;
-      sending = 0;
+      received = 0, sending = 0;
       for (int i = 0; i < turns; ++i)
       {
          peer.send(datagram, "127.0.0.1", socket.localPort());
          AllocationCount const count;
          EXPECT_EQ(socket.send(theBytes, 144), 144);
          sending += count.here();
-         received += socket.recvFrom(theBytes, 200, from) > 0 ? 1 : 0;
+         receive();
          peer.receive();
       }
-      EXPECT_TRUE(
-         eventually([&] { return (received += socket.recvFrom(theBytes, 200, from) > 0 ? 1 : 0) == turns; }));
+      EXPECT_TRUE(eventually([&] { return receive() == turns; }));
    };
    exchange(500);
    // What the peer of this test takes, once for each datagram, is taken off.
