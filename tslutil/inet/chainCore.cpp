@@ -10,12 +10,6 @@ namespace tsl
 namespace
 {
 
-/// Whether a call runs the callbacks of a type.
-bool runs(DtInetSocket & socket, DtInetSockProcessingType type, unsigned long flags, unsigned long skips)
-{
-   return !SocketAccess::callbacks(socket, type).empty() && (flags & skips) == 0;
-}
-
 /// Calls `body` with each callback and its data, in order, until it answers false; whether none did.
 template<class Body>
 bool forEachCallback(DtInetSocket & socket, DtInetSockProcessingType type, Body const & body)
@@ -40,11 +34,8 @@ int chainSize(DtInetSockChain const & chain)
    return static_cast<int>(std::min<std::uint64_t>(sum, std::numeric_limits<int>::max()));
 }
 
-PreSendResult runPreSend(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & to,
-                         unsigned long flags)
+PreSendResult runPreSend(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & to)
 {
-   if (!runs(socket, DtInetSockPreSend, flags, DtInetSockSkipPreCallbacks))
-      return {false, false, 0};
    int remaining = chainSize(chain);
    int taken = 0;
    auto const send = [&](DtInetSocketProcessingCb callback, void * data)
@@ -62,8 +53,7 @@ PreSendResult runPreSend(DtInetSocket & socket, DtInetSockChain & chain, DtInetE
    return {!isGood, remaining == 0, taken};
 }
 
-bool runPostSend(DtInetSocket & socket, int & count, DtInetSockChain & chain, DtInetEndpoint & to,
-                 unsigned long flags)
+bool runPostSend(DtInetSocket & socket, int & count, DtInetSockChain & chain, DtInetEndpoint & to)
 {
    auto const add = [&](DtInetSocketProcessingCb callback, void * data)
    {
@@ -72,14 +62,12 @@ bool runPostSend(DtInetSocket & socket, int & count, DtInetSockChain & chain, Dt
          count += result;
       return result >= 0;
    };
-   return !runs(socket, DtInetSockPostSend, flags, DtInetSockSkipPostCallbacks) ||
-          forEachCallback(socket, DtInetSockPostSend, add);
+   return forEachCallback(socket, DtInetSockPostSend, add);
 }
 
 // Callbacks of receives get the status in place of their data.
 
-int runPreReceive(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & from, int & status,
-                  unsigned long flags)
+int runPreReceive(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & from, int & status)
 {
    int count = 0;
    auto const serve = [&](DtInetSocketProcessingCb callback, void *)
@@ -87,13 +75,12 @@ int runPreReceive(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint
       count = callback(&socket, 0, chain, from, &status);
       return true;
    };
-   if (runs(socket, DtInetSockPreReceive, flags, DtInetSockSkipPreCallbacks))
-      forEachCallback(socket, DtInetSockPreReceive, serve);
+   forEachCallback(socket, DtInetSockPreReceive, serve);
    return count;
 }
 
 int runPostReceive(DtInetSocket & socket, int count, DtInetSockChain & chain, DtInetEndpoint & from,
-                   int status, unsigned long flags)
+                   int status)
 {
    auto const judge = [&](DtInetSocketProcessingCb callback, void *)
    {
@@ -101,8 +88,7 @@ int runPostReceive(DtInetSocket & socket, int count, DtInetSockChain & chain, Dt
       count = result != 0 ? result : status;
       return true;
    };
-   if (runs(socket, DtInetSockPostReceive, flags, DtInetSockSkipPostCallbacks))
-      forEachCallback(socket, DtInetSockPostReceive, judge);
+   forEachCallback(socket, DtInetSockPostReceive, judge);
    return count;
 }
 

@@ -12,6 +12,13 @@ namespace tsl
 /// The sum of the sizes of a chain's vectors, at most the largest int.
 int chainSize(DtInetSockChain const & chain);
 
+/// Whether a call runs the callbacks of a type: not with an empty table, nor with `skips` in its flags.
+inline bool runsCallbacks(DtInetSocket & socket, DtInetSockProcessingType type, unsigned long flags,
+                          DtInetSockCallFlags skips)
+{
+   return !SocketAccess::callbacks(socket, type).empty() && (flags & skips) == 0;
+}
+
 /// What the pre-send callbacks made of a message.
 struct PreSendResult
 {
@@ -23,19 +30,16 @@ struct PreSendResult
    int taken;
 };
 
-// The runs of the four tables. A table that is empty or skipped by the call's flags changes nothing.
+// The runs of the four tables.
 
-PreSendResult runPreSend(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & to,
-                         unsigned long flags);
+PreSendResult runPreSend(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & to);
 /// Adds the results to `count`; false if a callback fails the send.
-bool runPostSend(DtInetSocket & socket, int & count, DtInetSockChain & chain, DtInetEndpoint & to,
-                 unsigned long flags);
+bool runPostSend(DtInetSocket & socket, int & count, DtInetSockChain & chain, DtInetEndpoint & to);
 /// Answers the last callback's result.
-int runPreReceive(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & from, int & status,
-                  unsigned long flags);
+int runPreReceive(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & from, int & status);
 /// Answers the result of the receive. The callbacks share a copy of `status`.
 int runPostReceive(DtInetSocket & socket, int count, DtInetSockChain & chain, DtInetEndpoint & from,
-                   int status, unsigned long flags);
+                   int status);
 
 /// Sends a chain; the caller has made sure that its socket may send. The ways are:
 ///
@@ -50,7 +54,9 @@ template<class Ways>
 int sendChain(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & to, unsigned long flags,
               Ways && ways)
 {
-   PreSendResult const before = runPreSend(socket, chain, to, flags);
+   PreSendResult before{false, false, 0};
+   if (runsCallbacks(socket, DtInetSockPreSend, flags, DtInetSockSkipPreCallbacks))
+      before = runPreSend(socket, chain, to);
    if (before.hasFailed)
       return SocketAccess::fail(socket, -1, DtString(ways.operation) + "Pre-send callback failed.");
    int count = before.isTaken ? before.taken : 0;
@@ -63,7 +69,8 @@ int sendChain(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & t
          return -1;
    }
    ways.count(count);
-   if (!runPostSend(socket, count, chain, to, flags))
+   if (runsCallbacks(socket, DtInetSockPostSend, flags, DtInetSockSkipPostCallbacks) &&
+       !runPostSend(socket, count, chain, to))
       return SocketAccess::fail(socket, -1, DtString(ways.operation) + "Post-send callback failed.");
    return count;
 }
@@ -81,7 +88,9 @@ DtInetSockRcvStatus receiveChain(DtInetSocket & socket, DtInetSockChain & chain,
    if (chain.empty())
       return DtInetSockRcvNoRoom;
    int status = DtInetSockRcvNothing;
-   int count = runPreReceive(socket, chain, from, status, flags);
+   int count = 0;
+   if (runsCallbacks(socket, DtInetSockPreReceive, flags, DtInetSockSkipPreCallbacks))
+      count = runPreReceive(socket, chain, from, status);
    if (status != DtInetSockRcvFromQueue)
    {
       platform::Transfer const got = ways.read();
@@ -94,7 +103,9 @@ DtInetSockRcvStatus receiveChain(DtInetSocket & socket, DtInetSockChain & chain,
    }
    if (count != 0)
       SocketAccess::countReceived(socket, count);
-   return DtInetSockRcvStatus(runPostReceive(socket, count, chain, from, status, flags));
+   if (runsCallbacks(socket, DtInetSockPostReceive, flags, DtInetSockSkipPostCallbacks))
+      count = runPostReceive(socket, count, chain, from, status);
+   return DtInetSockRcvStatus(count);
 }
 
 } // namespace tsl

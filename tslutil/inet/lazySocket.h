@@ -134,9 +134,10 @@ public:
    /// are.
    bool isNonBlocking() const
    {
-      DtScopedLock const lock(myBoostState, myBoostSocket != nullptr);
-      return myBoostSocket == nullptr ? myNonBlocking.load(std::memory_order_relaxed)
-                                      : myBoostSocket->non_blocking();
+      if (myBoostSocket == nullptr)
+         return myNonBlocking.load(std::memory_order_relaxed);
+      DtScopedLock const lock(myBoostState, true);
+      return myBoostSocket->non_blocking();
    }
 
    bool hasBoostSocket() const { return myBoostSocket != nullptr; }

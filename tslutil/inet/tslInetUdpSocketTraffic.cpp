@@ -49,6 +49,8 @@ struct DtInetUdpSocket::ChainReceive
 
    DtInetSockRcvStatus failed(int error)
    {
+      if (tsl::platform::isWouldBlock(error))
+         return DtInetSockRcvNothing;
       int const number = tsl::datagramErrorNumber(error);
       if (number == theNoBuffers)
          return DtInetSockRcvNoRoom;
@@ -159,9 +161,16 @@ DtInetSockRcvStatus DtInetUdpSocket::recvFrom(char * data, std::size_t size, DtI
 
 DtInetSockRcvStatus DtInetUdpSocket::recvToChain(DtInetSockChain & chain, unsigned long flags)
 {
+   auto const receive = [&](DtInetEndpoint & from)
+   {
+      return tsl::receiveChain(*this, chain, from, flags,
+                               ChainReceive{*this, chain, from, false, "DtInetUdpSocket::recvToChain()", {}});
+   };
+   // Only callbacks see the endpoint, and each call shows them a new one.
+   if (callbacks(DtInetSockPreReceive).empty() && callbacks(DtInetSockPostReceive).empty())
+      return receive(myImpl->nowhere);
    DtInetEndpoint from;
-   return tsl::receiveChain(*this, chain, from, flags,
-                            ChainReceive{*this, chain, from, false, "DtInetUdpSocket::recvToChain()", {}});
+   return receive(from);
 }
 
 DtInetSockRcvStatus DtInetUdpSocket::recvToChainFrom(DtInetSockChain & chain, DtInetEndpoint & from,
@@ -178,6 +187,9 @@ bool DtInetUdpSocket::isNothingYet(int number) const
 
 DtInetSockRcvStatus DtInetUdpSocket::failedReceive(char const * operation, int error)
 {
+   // The usual answer of a poll.
+   if (myNonBlocking && tsl::platform::isWouldBlock(error))
+      return DtInetSockRcvNothing;
    int const number = tsl::datagramErrorNumber(error);
    if (isNothingYet(number))
       return DtInetSockRcvNothing;

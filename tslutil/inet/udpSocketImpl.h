@@ -104,6 +104,8 @@ struct DtInetUdpSocketImpl
    tsl::platform::InterfaceFilter filter{};
    /// The group and the local interface address of each joined group.
    std::vector<std::pair<DtInetAddr, DtInetAddr>> memberships;
+   /// Stands in where an endpoint is wanted that nobody looks at.
+   DtInetEndpoint nowhere;
    /// As it was asked for; 0 if it wasn't.
    int receiveBufferSize = 0;
 
