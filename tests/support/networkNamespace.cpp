@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "support/networkNamespace.h"
 
+#include "support/watchdog.h"
+
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <net/if.h>
 #include <sched.h>
@@ -74,6 +78,23 @@ std::string findOutWhyNot()
    _exit(::testing::Test::HasFailure() ? 1 : 0);
 }
 
+/// Whether the system has made the route to an IPv6 address of its own, which it does some time after the
+/// address; what arrives until then is lost.
+bool hasOwnRoute(std::string const & addressWithPrefix)
+{
+   in6_addr address = {};
+   inet_pton(AF_INET6, addressWithPrefix.substr(0, addressWithPrefix.find('/')).c_str(), &address);
+   std::string wanted;
+   for (unsigned const byte : address.s6_addr)
+      wanted += {"0123456789abcdef"[byte / 16], "0123456789abcdef"[byte % 16]};
+   std::ifstream routes("/proc/thread-self/net/ipv6_route");
+   std::string line;
+   while (std::getline(routes, line))
+      if (line.rfind(wanted + " 80 ", 0) == 0)
+         return true;
+   return false;
+}
+
 } // namespace
 
 std::string NetworkNamespace::whyNot()
@@ -136,7 +157,11 @@ bool NetworkNamespace::connect(NetworkNamespace const & left, std::string const 
 bool NetworkNamespace::addAddress(std::string const & interfaceName, std::string const & address) const
 {
    bool const isIpv6 = address.find(':') != std::string::npos;
-   return ip("addr replace " + address + " dev " + interfaceName + (isIpv6 ? " nodad" : ""));
+   bool const isAdded = ip("addr replace " + address + " dev " + interfaceName + (isIpv6 ? " nodad" : ""));
+   Inside const inside(*this);
+   bool const isReady = !isIpv6 || eventually([&] { return hasOwnRoute(address); });
+   EXPECT_TRUE(isReady) << address;
+   return isAdded && isReady;
 }
 
 NetworkNamespace::Inside::Inside(NetworkNamespace const & where) : before(currentNamespace())
