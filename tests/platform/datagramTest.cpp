@@ -74,38 +74,6 @@ TEST(PlatformSocket, IsNotInheritedAndTellsWhatCanBeAPeer)
    EXPECT_EQ(closeSocket(noSocket), EBADF);
 }
 
-TEST(PlatformSocket, KeepsItsPortWhenItIsDisconnected)
-{
-   for (std::string const own : {"127.0.0.1", "::1"})
-   {
-      Socket const socket(named(own == "::1" ? "::" : "0.0.0.0", 0));
-      unsigned short const port = socket.port();
-      SocketName const peer = named(own, 9);
-      ASSERT_EQ(connectSocket(socket.handle, peer.data(), peer.size), 0);
-      EXPECT_EQ(disconnectDatagramSocket(socket.handle), 0);
-      EXPECT_EQ(socket.port(), port);
-      LoopbackPeer stranger(own);
-      stranger.send("x", own, port);
-      EXPECT_TRUE(socket.hears());
-   }
-}
-
-TEST(PlatformSocket, IsDeafAndStillSends)
-{
-   for (std::string const own : {"127.0.0.1", "::1"})
-   {
-      Socket const socket(named(own, 0));
-      LoopbackPeer peer(own);
-      ASSERT_EQ(makeDeaf(socket.handle, if_nametoindex("lo")), 0);
-      peer.send("x", own, socket.port());
-      EXPECT_FALSE(socket.hears());
-      SocketName const to = named(own, peer.port());
-      EXPECT_EQ(sendDatagram(socket.handle, "y", 1, to.data(), to.size).count, 1);
-      EXPECT_EQ(peer.receive(), "y");
-      EXPECT_EQ(peer.senderPort(), socket.port());
-   }
-}
-
 // Where the system doesn't bind it to an interface, as here to one that isn't there, the filter does alone
 // what it can: unicast for the address, and of groups what comes by the interface.
 TEST(PlatformSocket, HearsItsAddressByTheFilterAlone)
