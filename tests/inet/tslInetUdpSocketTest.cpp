@@ -94,53 +94,48 @@ TEST(DtInetUdpSocket, RefusesToOpenWithTheWrongEnds)
    }
 }
 
+// clang-format off
+#define NOTES(setter, Type) bool setter(Type value) override { return note(#setter, value) && DtInetUdpSocket::setter(value); }
+// clang-format on
+
 /// Notes the setters that its opening goes through, and fails in one of them if asked to.
 class WatchedSocket : public DtInetUdpSocket
 {
 public:
-   WatchedSocket(DtInetEndpoint const & destination, unsigned long flags, bool throws)
-      : DtInetUdpSocket(destination, 0, nullptr, flags, false), throwing(throws)
-   {
-   }
-   bool setReuseAddressOption(bool on) override { return note("reuse", on); }
-   bool setNonBlockingOption(bool on) override { return note("nonBlocking", on); }
-   bool setBroadcastOption(bool on) override
-   {
-      return note("broadcast", on) && DtInetUdpSocket::setBroadcastOption(on);
-   }
-   bool setSendBufferSize(unsigned long bytes) override { return note("send", bytes); }
-   bool setReceiveBufferSize(unsigned long bytes) override
-   {
-      return throwing ? throw std::runtime_error("no more") : note("receive", bytes);
-   }
+   using DtInetUdpSocket::DtInetUdpSocket;
    using DtInetUdpSocket::joinMulticastGroup;
+   NOTES(setReuseAddressOption, bool)
+   NOTES(setNonBlockingOption, bool)
+   NOTES(setBroadcastOption, bool)
+   NOTES(setSendBufferSize, Size)
+   NOTES(setReceiveBufferSize, Size)
    bool joinMulticastGroup(DtInetAddr const & group, DtInetDevice * device) override
    {
-      return note("join", localPort()) && DtInetUdpSocket::joinMulticastGroup(group, device);
+      return note("joinMulticastGroup", localPort()) && DtInetUdpSocket::joinMulticastGroup(group, device);
    }
 
-   std::string calls;
-
-private:
-   bool note(std::string const & what, unsigned long value)
+   bool note(std::string const & what, Size value)
    {
       calls += what + "=" + std::to_string(value) + " ";
-      return true;
+      return what == failing ? throw std::runtime_error("no more") : true;
    }
-   bool throwing;
+   std::string calls, failing;
 };
 
 TEST(DtInetUdpSocket, OpensThroughTheVirtualSetters)
 {
    unsigned short const port = unusedPort();
-   WatchedSocket socket(DtInetEndpoint(DtInetAddr("239.1.2.3"), port, DtInetProtoUdp), 0x442, false);
+   WatchedSocket socket({DtInetAddr("239.1.2.3"), port, DtInetProtoUdp}, 0, nullptr, 0x442, false);
    ASSERT_TRUE(socket.openSocket() && socket.getBroadcastOption());
-   EXPECT_EQ(socket.calls,
-             "reuse=1 nonBlocking=1 broadcast=1 send=65504 receive=65504 join=" + std::to_string(port) + " ");
-   WatchedSocket throwing(loopback(), 0x002, true);
-   EXPECT_FALSE(throwing.openSocket());
-   EXPECT_EQ(throwing.calls, "reuse=0 nonBlocking=0 broadcast=1 send=65504 ");
-   EXPECT_EQ(told(throwing), "10022 error openSocket(): no more");
+   EXPECT_EQ(socket.calls, "setReuseAddressOption=1 setNonBlockingOption=1 setBroadcastOption=1 "
+                           "setSendBufferSize=65504 setReceiveBufferSize=65504 joinMulticastGroup=" +
+                              std::to_string(port) + " ");
+   WatchedSocket failing(loopback(), 0, nullptr, 0x002, false);
+   failing.failing = "setSendBufferSize";
+   EXPECT_FALSE(failing.openSocket());
+   EXPECT_EQ(failing.calls,
+             "setReuseAddressOption=0 setNonBlockingOption=0 setBroadcastOption=1 setSendBufferSize=65504 ");
+   EXPECT_EQ(told(failing), "10022 error openSocket(): no more");
 }
 
 TEST(DtInetUdpSocket, DestinationHasToFitTheSocket)
