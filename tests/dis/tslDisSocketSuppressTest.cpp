@@ -125,7 +125,7 @@ TEST(DtDisSocketSuppress, FailuresAreTold)
 TEST(DtDisSocketSuppress, OptionsReachBothSockets)
 {
    DtInetAddr const address("127.0.0.1");
-// clang-format off
+   // clang-format off
    #define SET(call) [&](DtDisSocket & s) { return s.call; }
    struct Option
    {
