@@ -5,90 +5,82 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <sstream>
 #include <vector>
 
 namespace
 {
 
-typedef std::vector<unsigned long> Values;
-
-struct ReachedTest : DtPduFilterTest
+class ReachedTest : public DtPduFilterTest
 {
+public:
    using DtPduFilterTest::clearList;
 };
-
-/// The bytes of 0 to 9 that pass, tested at offset 1.
-std::string passed(DtPduFilterTest & test)
-{
-   std::string bytes;
-   for (unsigned char byte = 0; byte < 10; ++byte)
-   {
-      unsigned char data[] = {77, byte, 77};
-      if (test.evalTest(data, 1, DtPduFilterByte))
-         bytes += static_cast<char>('0' + byte);
-   }
-   return bytes;
-}
 
 TEST(DtPduFilterTest, SlotOrder)
 {
    typedef DtPduFilterTest Filter;
-   typedef void (Filter::*ByList)(int, unsigned long *);
    EXPECT_EQ(slotOf<void (Filter::*)(DtPduTestOperator, int, unsigned long *)>(&Filter::setTest), 2u);
-   EXPECT_TRUE(inSlotsFrom(3, ByList(&Filter::extendTest), ByList(&Filter::reduceTest), &Filter::setOperator,
-                           &Filter::evalTest, &ReachedTest::clearList));
+   EXPECT_EQ(slotOf<void (Filter::*)(int, unsigned long *)>(&Filter::extendTest), 3u);
+   EXPECT_EQ(slotOf<void (Filter::*)(int, unsigned long *)>(&Filter::reduceTest), 4u);
+   EXPECT_EQ(slotOf(&Filter::setOperator), 5u);
+   EXPECT_EQ(slotOf(&Filter::evalTest), 6u);
+   EXPECT_EQ(slotOf(&ReachedTest::clearList), 7u);
+}
+
+/// Which of the bytes 0 to 9 pass after some steps: "s1" sets the operator, "+6" and "-6" extend and reduce
+/// by a value, "d" disables, "c" goes on with a copy.
+std::string passed(std::string const & script)
+{
+   DtPduFilterTest test;
+   std::istringstream steps(script);
+   bool isRefusing = true;
+   for (std::string step; steps >> step;)
+   {
+      unsigned long const value = std::strtoul(step.c_str() + 1, nullptr, 10);
+      if (step[0] == 's' || step[0] == 'd')
+         isRefusing = step[0] == 'd' || value == 1;
+      if (step[0] == 's')
+         test.setOperator(DtPduTestOperator(value));
+      else if (step[0] == 'd')
+         test.disableTest();
+      else if (step[0] == 'c')
+         test = DtPduFilterTest(test);
+      else
+         step[0] == '+' ? test.extendTest(value) : test.reduceTest(value);
+   }
+   std::string bytes;
+   for (unsigned char data[] = {77, 0, 77}; data[1] < 10; ++data[1])
+      if (test.evalTest(data, 1, DtPduFilterByte))
+         bytes += static_cast<char>('0' + data[1]);
+   for (int const unread : {0, 2})
+      EXPECT_EQ(test.evalTest(nullptr, 0, DtPduFilterType(unread)), isRefusing) << script;
+   return bytes;
 }
 
 TEST(DtPduFilterTest, OperatorAndListDecide)
 {
-   struct Case
+   // Any operator but 1 accepts. A value counts by its low 32 bits, and one above 255 matches no byte.
+   for (std::string const line :
+        {"= 0123456789", "+3 = 012456789", "+9 +3 +3 -3 = 01245678", "s0 = ", "s0 +6 = 6", "s2 +6 +1 = 16",
+         "s3 +6 +262 = 6", "s0 +4294967301 = 5", "s0 +4 +7 +4 -4 -8 c = 47", "s0 +4 +7 c -4 = 7",
+         "s0 +4 s0 = ", "+4 s1 = 0123456789", "s0 +4 d = 0123456789"})
+      EXPECT_EQ(passed(line.substr(0, line.find('='))), line.substr(line.find('=') + 2)) << line;
+   std::vector<unsigned long> values = {4, 7, 8};
+   DtPduFilterTest test;
+   test.setTest(DtPduTestExclude, 8);
+   test.setTest(DtPduTestExclude, 3, values.data());
+   test.reduceTest(2, values.data() + 1);
+   for (int const none : {0, -1})
    {
-      int op;
-      Values values;
-      char const * passes;
-   };
-   // Any operator but 1 accepts; a value counts by its low 32 bits, and above 255 it matches no byte.
-   // clang-format off
-   for (Case c : std::vector<Case>{
-           {1, {}, "0123456789"}, {1, {3}, "012456789"}, {1, {9, 3, 3}, "01245678"}, {0, {}, ""}, {0, {6}, "6"},
-           {2, {6, 1}, "16"}, {-1, {6, 262}, "6"}, {0, {0x100000005}, "5"}})
-   // clang-format on
-   {
-      DtPduFilterTest test;
-      EXPECT_EQ(passed(test), "0123456789");
-      test.setTest(DtPduTestOperator(c.op), static_cast<int>(c.values.size()), c.values.data());
-      EXPECT_EQ(passed(test), c.passes);
-      for (int const type : {int(DtPduFilterOther), 2})
-         EXPECT_EQ(test.evalTest(nullptr, 0, DtPduFilterType(type)), c.op == 1);
-      test.disableTest();
-      EXPECT_EQ(passed(test), "0123456789");
+      test.extendTest(none, values.data() + 1);
+      test.reduceTest(none, values.data());
    }
-}
-
-TEST(DtPduFilterTest, ListGrowsAndShrinksItemByItem)
-{
-   DtPduFilterTest test, assigned;
-   test.setTest(DtPduTestInclude, 4);
-   Values more = {7, 4};
-   test.extendTest(2, more.data());
-   test.extendTest(0, nullptr);
-   test.extendTest(-1, nullptr);
-   EXPECT_EQ(passed(test), "47");
-   test.reduceTest(4);
-   test.reduceTest(8);
-   test.reduceTest(-1, nullptr);
-   EXPECT_EQ(passed(test), "47") << "4 was listed twice";
-   DtPduFilterTest const copy(test);
-   test.reduceTest(2, more.data());
-   test.extendTest(1);
-   EXPECT_EQ(passed(test), "1");
-   assigned = copy;
-   EXPECT_EQ(passed(assigned), "47");
-   assigned.setOperator(DtPduTestInclude);
-   EXPECT_EQ(passed(assigned), "") << "setting an operator, also the same, empties the list";
-   test.setOperator(DtPduTestExclude);
-   EXPECT_EQ(passed(test), "0123456789");
+   for (unsigned long const value : values)
+   {
+      unsigned char byte = static_cast<unsigned char>(value);
+      EXPECT_EQ(test.evalTest(&byte, 0, DtPduFilterByte), value != 4);
+   }
 }
 
 } // namespace

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/dis/bundles.h"
 
+#include "tslutil/inet/endpointAccess.h"
+
 #include <algorithm>
-#include <utility>
+#include <iterator>
 
 namespace tsl
 {
@@ -13,11 +15,43 @@ Destination::Destination(DtInetEndpoint const & endpoint) : to(endpoint)
       to.setProtocol(DtInetProtoUdp);
 }
 
+void Bundle::add(std::int64_t fill, char const * data, std::size_t size)
+{
+   startPdu(fill).assign(data, data + size);
+   bytes += static_cast<int>(size);
+}
+
+void Bundle::add(std::int64_t fill, DtInetSockChain const & pdu)
+{
+   std::vector<char> & copy = startPdu(fill);
+   copy.clear();
+   for (std::vector<char> const * piece : pdu)
+      copy.insert(copy.end(), piece->begin(), piece->end());
+   bytes += static_cast<int>(copy.size());
+}
+
+/// The buffer for the next PDU, behind its fill.
+std::vector<char> & Bundle::startPdu(std::int64_t fill)
+{
+   if (bytes == 0)
+      buffers.clear(); // an empty PDU may stand in it
+   if (fill > 0)
+      buffers.add().assign(static_cast<std::size_t>(fill), '\0');
+   bytes += static_cast<int>(fill);
+   return buffers.add();
+}
+
+void Bundle::clear()
+{
+   buffers.clear();
+   bytes = 0;
+}
+
 Bundle * Bundles::find(DtInetEndpoint const & to)
 {
    if (!to.isUdp())
       return find(Destination(to).to);
-   if (lastFound == nullptr || lastFound->to != to)
+   if (lastFound == nullptr || !EndpointAccess::equal(lastFound->to, to))
    {
       auto const found = places.find(to);
       lastFound = found == places.end() ? nullptr : found->get();
@@ -27,9 +61,6 @@ Bundle * Bundles::find(DtInetEndpoint const & to)
 
 Bundle & Bundles::place(DtInetEndpoint const & to)
 {
-   Bundle * const found = find(to);
-   if (found != nullptr)
-      return *found;
    if (places.size() >= manyPlaces)
    {
       shrink();
@@ -37,31 +68,6 @@ Bundle & Bundles::place(DtInetEndpoint const & to)
    }
    lastFound = places.insert(std::make_unique<Bundle>(to)).first->get();
    return *lastFound;
-}
-
-void Bundles::add(Bundle & bundle, std::int64_t fill, DtInetSockChain const & pdu, std::int64_t total)
-{
-   if (bundle.bytes == 0)
-      remove(bundle); // an empty PDU may stand in it
-   if (fill > 0)
-   {
-      bundle.buffers.push_back(pool.take());
-      bundle.buffers.back()->assign(static_cast<std::size_t>(fill), 0);
-   }
-   BufferPool::Buffer copy = pool.take();
-   copy->reserve(static_cast<std::size_t>(total));
-   for (std::vector<char> const * piece : pdu)
-      copy->insert(copy->end(), piece->begin(), piece->end());
-   bundle.buffers.push_back(std::move(copy));
-   bundle.bytes += static_cast<int>(fill + total);
-}
-
-void Bundles::remove(Bundle & bundle)
-{
-   for (BufferPool::Buffer & buffer : bundle.buffers)
-      pool.give(std::move(buffer));
-   bundle.buffers.clear();
-   bundle.bytes = 0;
 }
 
 void Bundles::shrink()

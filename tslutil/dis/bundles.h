@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "tslutil/dis/bufferPool.h"
+#include "tslutil/dis/reusedRow.h"
 #include "tslutil/inet/tslInetSocket.h"
 
 #include <cstddef>
@@ -27,12 +27,21 @@ struct Bundle : Destination
 {
    using Destination::Destination;
 
+   /// Adds a copy of a PDU behind `fill` zeros.
+   void add(std::int64_t fill, char const * data, std::size_t size);
+   void add(std::int64_t fill, DtInetSockChain const & pdu);
+   /// Ends the bundle.
+   void clear();
+
    /// The size of the datagram; 0 while there is no bundle for this endpoint.
    int bytes = 0;
    /// The PDUs in order, and buffers of zeros between them where they fill up to the alignment.
-   std::vector<BufferPool::Buffer> buffers;
+   ReusedRow<std::vector<char>> buffers;
    /// Under way: a callback of its own send must neither add to it nor send it again.
    bool isSending = false;
+
+private:
+   std::vector<char> & startPdu(std::int64_t fill);
 };
 
 /// Orders destinations by their endpoints and finds them by an endpoint alone. They are held by pointer,
@@ -65,16 +74,10 @@ class Bundles
 public:
    typedef std::set<std::unique_ptr<Bundle>, ByEndpoint> Places;
 
-   explicit Bundles(BufferPool & bufferPool) : pool(bufferPool) {}
-
-   /// The bundle for an endpoint; null if there is none, not even an empty place.
+   /// The bundle for an endpoint, which may be an empty place; null if there is not even that.
    Bundle * find(DtInetEndpoint const & to);
-   /// The same, with a new place if there is none. Places that are in use stay where they are.
+   /// A place for an endpoint that has none. Those that are in use stay where they are.
    Bundle & place(DtInetEndpoint const & to);
-   /// Adds a copy of a chain of `total` bytes behind `fill` zeros.
-   void add(Bundle & bundle, std::int64_t fill, DtInetSockChain const & pdu, std::int64_t total);
-   /// Ends a bundle.
-   void remove(Bundle & bundle);
 
    Places::iterator begin() { return places.begin(); }
    Places::iterator end() { return places.end(); }
@@ -83,7 +86,6 @@ public:
    void shrink();
 
 private:
-   BufferPool & pool;
    Places places;
    Bundle * lastFound = nullptr;
    std::size_t manyPlaces = 64;

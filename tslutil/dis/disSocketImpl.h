@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "tslutil/dis/bufferPool.h"
 #include "tslutil/dis/bundles.h"
 #include "tslutil/dis/pduQueue.h"
 #include "tslutil/dis/sendWorker.h"
@@ -68,9 +67,8 @@ struct DtDisSocketImpl
    std::unique_ptr<tsl::SendSide> sendSide;
    DtInetEndpoint localSenderEp;
 
-   tsl::BufferPool pool;
    tsl::Destinations additionalDestinations;
-   tsl::Bundles bundles{pool};
+   tsl::Bundles bundles;
    tsl::PduQueue pendingPdus;
 
    int maxBundleSize = 0;

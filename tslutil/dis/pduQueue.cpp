@@ -2,7 +2,6 @@
 #include "tslutil/dis/pduQueue.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace tsl
 {
@@ -20,48 +19,42 @@ PduQueue::Source * PduQueue::spareSource()
    return source;
 }
 
-void PduQueue::push(BufferPool::Buffer pdu, DtInetEndpoint const & from)
+void PduQueue::push(DtInetEndpoint const & from)
 {
-   std::size_t const stride = 64;
-   if (served >= stride && served >= entries.size() / 2)
-   {
-      entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(served));
-      served = 0;
-   }
    if (datagram == nullptr)
    {
       datagram = spareSource();
       datagram->endpoint = from;
    }
-   entries.push_back(Entry{std::move(pdu), datagram});
+   entries.add().source = datagram;
    ++datagram->waiting;
 }
 
-void PduQueue::pop(BufferPool & pool)
+void PduQueue::pop()
 {
-   Entry & entry = entries[served];
-   pool.give(std::move(entry.pdu));
-   if (--entry.source->waiting == 0)
+   Source * const source = entries[served].source;
+   if (--source->waiting == 0)
    {
-      spareSources.push_back(entry.source);
-      if (datagram == entry.source)
+      spareSources.push_back(source);
+      if (datagram == source)
          datagram = nullptr;
    }
+   constexpr std::size_t theStride = 64;
    if (++served == entries.size())
-   {
       entries.clear();
-      served = 0;
-   }
+   else if (served >= theStride && served >= entries.size() / 2)
+      entries.removeFirst(served);
+   else
+      return;
+   served = 0;
 }
 
 void PduQueue::shrink()
 {
+   entries.shrink();
    auto const isSpare = [](std::unique_ptr<Source> const & source) { return source->waiting == 0; };
    sources.erase(std::remove_if(sources.begin(), sources.end(), isSpare), sources.end());
    spareSources.clear();
-   entries.shrink_to_fit();
-   if (datagram != nullptr && entries.empty())
-      datagram = nullptr;
 }
 
 } // namespace tsl

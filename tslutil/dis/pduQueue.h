@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "tslutil/dis/bufferPool.h"
+#include "tslutil/dis/reusedRow.h"
 #include "tslutil/inet/tslInetEndpoint.h"
 
 #include <cstddef>
@@ -21,14 +21,16 @@ public:
 
    /// What is pushed from here on comes from another datagram than what was pushed before.
    void beginDatagram() { datagram = nullptr; }
-   /// Adds a PDU. `from` is copied for the first one of a datagram and not looked at for the others.
-   void push(BufferPool::Buffer pdu, DtInetEndpoint const & from);
+   /// The bytes of the PDU that push() adds, left over from an earlier one.
+   std::vector<char> & room() { return entries.spare().bytes; }
+   /// Adds the PDU in room(). `from` is copied for the first one of a datagram and not looked at for the
+   /// others.
+   void push(DtInetEndpoint const & from);
 
    /// The PDU to deliver next, and where it came from. There must be one.
-   std::vector<char> const & front() const { return *entries[served].pdu; }
+   std::vector<char> const & front() const { return entries[served].bytes; }
    DtInetEndpoint const & frontSource() const { return entries[served].source->endpoint; }
-   /// Removes it. Its buffer goes to the pool.
-   void pop(BufferPool & pool);
+   void pop();
 
    /// Gives back the memory that is not in use.
    void shrink();
@@ -41,14 +43,14 @@ private:
    };
    struct Entry
    {
-      BufferPool::Buffer pdu;
-      Source * source;
+      std::vector<char> bytes;
+      Source * source = nullptr;
    };
 
    Source * spareSource();
 
-   // Those before `served` are gone; they are cleared away in strides.
-   std::vector<Entry> entries;
+   // The first entries are served already; they are cleared away in strides.
+   ReusedRow<Entry> entries;
    std::size_t served = 0;
    std::vector<std::unique_ptr<Source>> sources;
    std::vector<Source *> spareSources;

@@ -3,8 +3,10 @@
 
 #include "tslutil/dis/tslDisSocket.h"
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 namespace tsl
 {
@@ -36,24 +38,35 @@ public:
    /// `header` stands in the buffer at `current`; `offset` is where its caller takes it to be there, which
    /// may be less than the truth. The nearer bound holds.
    PduReader(DtDisSocket::DtDisSocketPduHeader * header, std::int64_t offset, ChainPlace current,
-             ChainPlace end);
+             ChainPlace end)
+   {
+      if (current != end)
+         available = roomFor(header, offset, **current);
+      if (isWhole())
+         bytes = reinterpret_cast<unsigned char *>(header);
+      else
+         gather(reinterpret_cast<char const *>(header), current, end);
+   }
+   PduReader(PduReader const &) = delete;
+   PduReader & operator=(PduReader const &) = delete;
 
    /// Whether all bytes that matter lie in the one buffer.
    bool isWhole() const { return available >= theBytesRead; }
    /// Whether the chain ends within the header. What lies behind its end reads as 0.
-   bool isCut() const { return gathered < theBytesGathered; }
+   bool isCut() const { return !isWhole() && gathered < theBytesGathered; }
 
-   int version() const { return copy.protocolVersion; }
-   int kind() const { return copy.pduType; }
-   bool isAttribute() const { return copy.pduType == theAttributeKind; }
+   int version() const { return bytes[0]; }
+   bool isAttribute() const { return bytes[2] == theAttributeKind; }
    /// Whether an Attribute PDU is coupled to this PDU.
-   bool isCoupled() const
+   bool isCoupled() const { return (bytes[10] & 0x08) != 0 && version() >= 7 && !isAttribute(); }
+   std::uint16_t length() const
    {
-      return copy.protocolVersion >= 7 && !isAttribute() && (copy.pduStatus & 0x08) != 0;
+      DtNetU16 length;
+      std::memcpy(static_cast<void *>(&length), bytes + 8, sizeof length);
+      return length;
    }
-   std::uint16_t length() const { return copy.length; }
-   /// The header's bytes, which go with this object.
-   DtDisSocket::DtDisSocketPduHeader * bytes() { return &copy; }
+   /// The header's bytes, in their place or, if it straddles buffers, gathered in this object.
+   void * data() const { return bytes; }
 
 private:
    static constexpr int theAttributeKind = 72;
@@ -61,11 +74,24 @@ private:
    static constexpr std::int64_t theBytesRead = 11;
    static constexpr std::int64_t theBytesGathered = 12;
 
+   static std::int64_t roomFor(void const * header, std::int64_t offset, std::vector<char> const & buffer);
    void gather(char const * from, ChainPlace current, ChainPlace end);
 
-   DtDisSocket::DtDisSocketPduHeader copy;
+   unsigned char * bytes;
    std::int64_t available = 0;
    std::int64_t gathered = 0;
+   unsigned char copy[theBytesGathered];
 };
+
+inline std::int64_t PduReader::roomFor(void const * header, std::int64_t offset,
+                                       std::vector<char> const & buffer)
+{
+   std::int64_t const size = static_cast<std::int64_t>(buffer.size());
+   std::int64_t const position = static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(header) -
+                                                           reinterpret_cast<std::uintptr_t>(buffer.data()));
+   // A header outside the buffer is its caller's own copy, and its size the caller's affair.
+   bool const isInside = position >= 0 && position <= size;
+   return size - (isInside ? std::max(position, offset) : offset);
+}
 
 } // namespace tsl

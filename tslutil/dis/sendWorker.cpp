@@ -56,42 +56,41 @@ void SendWorker::stop()
    service.context().stop();
    thread.join();
    running = false;
-   pool.clear();
+   posted.shrink();
+   underWay.shrink();
 }
 
 int SendWorker::post(char const * data, std::size_t size, DtInetEndpoint const & to)
 {
-   BufferPool::Buffer bytes = takeBuffer();
-   bytes->assign(data, data + size);
-   return submit(std::move(bytes), to);
+   return submit(size, to, [&](std::vector<char> & bytes) { bytes.assign(data, data + size); });
 }
 
 int SendWorker::post(DtInetSockChain const & chain, DtInetEndpoint const & to)
 {
-   BufferPool::Buffer bytes = takeBuffer();
-   bytes->reserve(static_cast<std::size_t>(chainSize(chain)));
-   for (std::vector<char> const * buffer : chain)
-      bytes->insert(bytes->end(), buffer->begin(), buffer->end());
-   return submit(std::move(bytes), to);
+   auto const fill = [&](std::vector<char> & bytes)
+   {
+      bytes.clear();
+      for (std::vector<char> const * buffer : chain)
+         bytes.insert(bytes.end(), buffer->begin(), buffer->end());
+   };
+   return submit(static_cast<std::size_t>(chainSize(chain)), to, fill);
 }
 
-BufferPool::Buffer SendWorker::takeBuffer()
+template<class Fill>
+int SendWorker::submit(std::size_t size, DtInetEndpoint const & to, Fill const & fill)
 {
-   DtScopedLock const guard(lock, true);
-   return pool.take();
-}
-
-int SendWorker::submit(BufferPool::Buffer bytes, DtInetEndpoint const & to)
-{
-   int const count = static_cast<int>(bytes->size());
-   std::size_t size = 0;
-   sockaddr const * const name = EndpointAccess::systemName(to, DtInetProtoUdp, size);
+   std::size_t nameSize = 0;
+   sockaddr const * const name = EndpointAccess::systemName(to, DtInetProtoUdp, nameSize);
+   int const count = static_cast<int>(size);
    if (!running || platform::checkPeer(name) != 0)
       return count; // one of those that fail
    bool isWakeUp = false;
    {
       DtScopedLock const guard(lock, true);
-      posted.push_back(Job{std::move(bytes), platform::SocketName(name, size)});
+      Job & job = posted.spare();
+      fill(job.bytes);
+      job.to = platform::SocketName(name, nameSize);
+      posted.add();
       isWakeUp = !std::exchange(isDrainDue, true);
    }
    if (isWakeUp)
@@ -104,11 +103,9 @@ void SendWorker::drain()
 {
    for (;;)
    {
+      underWay.clear();
       {
          DtScopedLock const guard(lock, true);
-         for (Job & job : underWay)
-            pool.give(std::move(job.bytes));
-         underWay.clear();
          underWay.swap(posted);
          isDrainDue = !underWay.empty();
          if (!isDrainDue)
@@ -118,7 +115,7 @@ void SendWorker::drain()
    }
 }
 
-void SendWorker::send(std::vector<Job> const & jobs) const
+void SendWorker::send(ReusedRow<Job> const & jobs) const
 {
    for (std::size_t done = 0; done < jobs.size();)
    {
@@ -127,8 +124,8 @@ void SendWorker::send(std::vector<Job> const & jobs) const
       for (std::size_t i = 0; i < count; ++i)
       {
          Job const & job = jobs[done + i];
-         batch[i].data = job.bytes->data();
-         batch[i].size = job.bytes->size();
+         batch[i].data = const_cast<char *>(job.bytes.data()); // is only read
+         batch[i].size = job.bytes.size();
          batch[i].name = job.to;
       }
       platform::Transfer const sent = platform::sendDatagrams(handle, batch.data(), count);

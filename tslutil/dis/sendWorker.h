@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "tslutil/dis/bufferPool.h"
+#include "tslutil/dis/reusedRow.h"
 #include "tslutil/inet/datagramSocket.h"
 #include "tslutil/inet/ioService.h"
 #include "tslutil/platform/datagram.h"
@@ -46,15 +46,15 @@ public:
 private:
    struct Job
    {
-      BufferPool::Buffer bytes;
+      std::vector<char> bytes;
       platform::SocketName to;
    };
 
-   BufferPool::Buffer takeBuffer();
-   int submit(BufferPool::Buffer bytes, DtInetEndpoint const & to);
+   template<class Fill>
+   int submit(std::size_t size, DtInetEndpoint const & to, Fill const & fill);
    void run();
    void drain();
-   void send(std::vector<Job> const & jobs) const;
+   void send(ReusedRow<Job> const & jobs) const;
 
    IoService & service;
    DatagramSocket & socket;
@@ -64,14 +64,13 @@ private:
    bool running = false;
    std::atomic<bool> isEnding{false};
 
-   /// Guards the three below.
+   /// Guards the two below.
    DtMutex lock;
-   BufferPool pool;
-   std::vector<Job> posted;
+   ReusedRow<Job> posted;
    bool isDrainDue = false;
 
    /// The worker thread's own.
-   std::vector<Job> underWay;
+   ReusedRow<Job> underWay;
 };
 
 } // namespace tsl

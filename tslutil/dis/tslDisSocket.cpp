@@ -17,7 +17,8 @@ namespace tsl
 void FlatChain::clear(std::size_t size)
 {
    std::fill_n(bytes.begin(), std::min(dirty, bytes.size()), '\0');
-   bytes.resize(size);
+   if (bytes.size() != size)
+      bytes.resize(size);
    dirty = size;
    chain.assign(1, &bytes);
 }
@@ -26,7 +27,6 @@ void FlatChain::clear(std::size_t size)
 
 void DtDisSocketImpl::shrink()
 {
-   pool.clear();
    bundles.shrink();
    pendingPdus.shrink();
    flatSend.reset();

@@ -194,8 +194,8 @@ protected:
                             void * status);
 
 private:
-   class Unbundling;
-   struct ChainWays;
+   class TSLUTIL_NO_EXPORT Unbundling;
+   struct TSLUTIL_NO_EXPORT ChainWays;
 
    bool chooseSender();
    void openSendSocket();
@@ -206,7 +206,9 @@ private:
    DtInetEndpoint & targetOf(DtInetEndpoint & to);
    int refuseSend(char const * operation, DtInetEndpoint const & to, int error);
    DtInetSockFlushStatus sendBundle(tsl::Bundle & bundle);
+   bool joinsBundle(char const * data, std::size_t size, DtInetEndpoint & to, unsigned long flags);
    bool hasOwnReceiveOnly();
+   DtInetSockRcvStatus receiveDirectly(DtInetSockChain & chain, DtInetEndpoint & from);
 
    std::unique_ptr<DtDisSocketImpl> const myImpl;
 };

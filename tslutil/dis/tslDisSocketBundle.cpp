@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <typeinfo>
 
 namespace
 {
@@ -78,8 +79,8 @@ DtInetSockFlushStatus DtDisSocket::sendBundle(tsl::Bundle & bundle)
       return DtInetSockFlushDone;
    tsl::Loan<DtInetSockChain> chain(myImpl->bundleChain);
    chain->clear();
-   for (tsl::BufferPool::Buffer const & buffer : bundle.buffers)
-      chain->push_back(buffer.get());
+   for (std::size_t i = 0; i < bundle.buffers.size(); ++i)
+      chain->push_back(&bundle.buffers[i]);
    int sent = 0;
    {
       UnderWay const mark(bundle);
@@ -87,7 +88,7 @@ DtInetSockFlushStatus DtDisSocket::sendBundle(tsl::Bundle & bundle)
    }
    if (sent != bundle.bytes)
       return sent == 0 ? DtInetSockFlushNothing : DtInetSockFlushFailed;
-   myImpl->bundles.remove(bundle);
+   bundle.clear();
    return DtInetSockFlushDone;
 }
 
@@ -95,7 +96,7 @@ int DtDisSocket::addToBundle(int, DtInetSockChain & chain, DtInetEndpoint & to, 
 {
    DtScopedLock guard(myImpl->lock, myLockNeeded);
    std::int64_t const total = tsl::chainSize(chain);
-   tsl::Bundle * const bundle = myImpl->bundles.find(to);
+   tsl::Bundle * bundle = myImpl->bundles.find(to);
    // A callback of the bundle's own send: the bundle is out of reach, and its datagram is on its way.
    bool const isUnderWay = bundle != nullptr && bundle->isSending;
    std::int64_t current = bundle == nullptr || isUnderWay ? 0 : bundle->bytes;
@@ -108,8 +109,33 @@ int DtDisSocket::addToBundle(int, DtInetSockChain & chain, DtInetEndpoint & to, 
    }
    if (isUnderWay || total > getMaxBundleSize())
       return sendChainTo(chain, to, flags() | DtInetSockSkipPreCallbacks) == total ? 0 : -1;
-   myImpl->bundles.add(myImpl->bundles.place(to), start - current, chain, total);
+   if (bundle == nullptr)
+      bundle = &myImpl->bundles.place(to);
+   bundle->add(start - current, chain);
    return 0;
+}
+
+/// Adds a PDU to a bundle that has room for it, as a chain send does by its callback addToBundle(), if that
+/// callback is all that the send would run.
+bool DtDisSocket::joinsBundle(char const * data, std::size_t size, DtInetEndpoint & to, unsigned long flags)
+{
+   DtInetSockCallbackTable const & before = callbacks(DtInetSockPreSend);
+   DtInetSocketProcessingCb const addition = &DtDisSocket::addToBundle;
+   if (before.size() != 1 || before.begin()->second->callback != addition ||
+       !callbacks(DtInetSockPostSend).empty() || (flags & DtInetSockSkipPreCallbacks) != 0 ||
+       (myFlags & (DtInetSockFlagSend | DtInetSockFlagAsyncSend)) == 0 ||
+       typeid(*this) != typeid(DtDisSocket))
+      return false;
+   DtScopedLock guard(myImpl->lock, myLockNeeded);
+   tsl::Bundle * const bundle = to.isUdp() ? myImpl->bundles.find(to) : nullptr;
+   if (bundle == nullptr || bundle->bytes == 0 || bundle->isSending)
+      return false;
+   std::int64_t const start = padded(bundle->bytes, myImpl->bundleByteAlignment);
+   if (start + static_cast<std::int64_t>(size) > myImpl->maxBundleSize)
+      return false;
+   bundle->add(start - bundle->bytes, data, size);
+   countSent(static_cast<int>(size));
+   return true;
 }
 
 DtInetSockFlushStatus DtDisSocket::flush()

@@ -7,6 +7,13 @@
 #include <cstdint>
 #include <typeinfo>
 
+namespace
+{
+
+constexpr unsigned long theSkipAll = DtInetSockSkipPreCallbacks | DtInetSockSkipPostCallbacks;
+
+} // namespace
+
 int DtDisSocket::minPacketSize()
 {
    return myImpl->minPacketBytes;
@@ -41,7 +48,7 @@ int DtDisSocket::getNextBundle(int count, DtInetSockChain & chain, DtInetEndpoin
    bool const fits = copied == pdu.size();
    *status = fits ? DtInetSockRcvFromQueue : DtInetSockRcvNoRoom;
    from = queue.frontSource();
-   queue.pop(myImpl->pool);
+   queue.pop();
    return fits ? static_cast<int>(copied) : 0;
 }
 
@@ -66,8 +73,8 @@ int DtDisSocket::filterExercisePdus(int count, DtInetSockChain & chain, DtInetEn
    if (count < 1)
       return count;
    DtDisSocketPduHeader * const header = tsl::headerAt(chain.begin(), chain.end(), 0);
-   tsl::PduReader pdu(header, 0, chain.begin(), chain.end());
-   void * const bytes = pdu.isWhole() ? header : pdu.bytes();
+   tsl::PduReader const pdu(header, 0, chain.begin(), chain.end());
+   void * const bytes = pdu.data();
    if (!protocolVersion()->evalTest(bytes, 0, DtPduFilterByte) ||
        !exerciseId()->evalTest(bytes, 1, DtPduFilterByte) ||
        !pduKind()->evalTest(bytes, 2, DtPduFilterByte) || !ipAddr()->evalTest(&from, 0, DtPduFilterOther))
@@ -89,13 +96,31 @@ int DtDisSocket::filterExercisePdus(int count, DtInetSockChain & chain, DtInetEn
    return size;
 }
 
-/// Whether nobody but this class itself writes to the chain of a receive.
+/// Whether the callbacks of a receive are this class's own and nothing else.
 bool DtDisSocket::hasOwnReceiveOnly()
 {
    // Only subclasses can take the class's own callbacks away.
    std::size_t const after = myImpl->sendSide == nullptr ? 3 : 4;
    return callbacks(DtInetSockPreReceive).size() == 1 && callbacks(DtInetSockPostReceive).size() == after &&
           typeid(*this) == typeid(DtDisSocket);
+}
+
+/// Receives as recvToChainFrom() does with this class's own callbacks, without the way through their tables.
+DtInetSockRcvStatus DtDisSocket::receiveDirectly(DtInetSockChain & chain, DtInetEndpoint & from)
+{
+   int status = DtInetSockRcvNothing;
+   int count = DtDisSocket::getNextBundle(0, chain, from, &status);
+   if (status == DtInetSockRcvFromQueue)
+      countReceived(count);
+   else
+      count = DtInetUdpSocket::recvToChainFrom(chain, from, theSkipAll);
+   auto const judge = [&](int result) { count = result != 0 ? result : status; };
+   judge(DtDisSocket::minSizeFilter(count, chain, from, &status));
+   if (myImpl->sendSide != nullptr)
+      judge(DtDisSocket::suppressSelfReflect(count, chain, from, &status));
+   judge(DtDisSocket::unbundle(count, chain, from, &status));
+   judge(DtDisSocket::filterExercisePdus(count, chain, from, &status));
+   return DtInetSockRcvStatus(count);
 }
 
 DtInetSockRcvStatus DtDisSocket::recvFrom(char * data, std::size_t size, DtInetEndpoint & from,
@@ -105,17 +130,19 @@ DtInetSockRcvStatus DtDisSocket::recvFrom(char * data, std::size_t size, DtInetE
    flat->clear(size);
    tsl::PduQueue const & queue = myImpl->pendingPdus;
    bool const isQueuedTooLarge = !queue.empty() && queue.front().size() > size;
+   bool const isOwn = hasOwnReceiveOnly();
    std::uint64_t const before = myTotalBytesReceived;
-   DtInetSockRcvStatus const result = recvToChainFrom(flat->chain, from, flags);
+   DtInetSockRcvStatus const result = isOwn && (flags & theSkipAll) == 0
+                                         ? receiveDirectly(flat->chain, from)
+                                         : recvToChainFrom(flat->chain, from, flags);
    if (result > 0)
       std::copy_n(flat->bytes.begin(), std::min({size, flat->bytes.size(), static_cast<std::size_t>(result)}),
                   data);
-   // What was counted is what was written, unless something did not fit.
+   // What was counted is what was written, unless something did not fit or somebody else wrote too.
    std::uint64_t const counted = myTotalBytesReceived - before;
    bool const isNothing = counted == 0 && result == DtInetSockRcvNothing &&
                           (myNonBlocking || (myFlags & DtInetSockFlagAsyncReceive) != 0);
-   bool const isKnown = isNothing || (counted > 0 && counted <= size);
-   if (isKnown && !isQueuedTooLarge && hasOwnReceiveOnly())
+   if (isOwn && !isQueuedTooLarge && (isNothing || (counted > 0 && counted <= size)))
       flat->dirty = static_cast<std::size_t>(counted);
    return result;
 }

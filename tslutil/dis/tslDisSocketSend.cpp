@@ -106,6 +106,8 @@ int DtDisSocket::sendTo(char * data, std::size_t size, DtInetEndpoint & to, unsi
 {
    if (isBundling())
    {
+      if (joinsBundle(data, size, to, flags))
+         return static_cast<int>(size);
       tsl::Loan<tsl::FlatChain> wrapped(myImpl->flatSend);
       wrapped->bytes.assign(data, data + size);
       wrapped->chain.assign(1, &wrapped->bytes);

@@ -44,6 +44,7 @@ private:
    std::int64_t room() const { return std::max<std::int64_t>(sizeOf(current) - position, 0); }
 
    void measure();
+   void findAlignment();
    void mergeAttribute();
    void keepFirst();
    void queueNext();
@@ -79,12 +80,18 @@ int DtDisSocket::Unbundling::run()
    return static_cast<int>(result);
 }
 
-/// Sizes the PDU at hand.
 void DtDisSocket::Unbundling::measure()
 {
-   coupled = false;
    size = socket.getPduSize(pdu(), offset, current, end, status, coupled, false);
-   alignment = socket.receiveBundleByteAlignment(tsl::PduReader(pdu(), position, current, end).version());
+}
+
+/// Finds how the PDU behind the one at hand is aligned.
+void DtDisSocket::Unbundling::findAlignment()
+{
+   bool const isHere = position < sizeOf(current);
+   int const version =
+      isHere ? pdu()->protocolVersion : tsl::PduReader(pdu(), position, current, end).version();
+   alignment = socket.receiveBundleByteAlignment(version);
 }
 
 void DtDisSocket::Unbundling::keepFirst()
@@ -96,6 +103,7 @@ void DtDisSocket::Unbundling::keepFirst()
       remaining = 0;
    else
    {
+      findAlignment();
       if (coupled)
          mergeAttribute();
       std::int64_t const unit = static_cast<unsigned short>(size + tsl::fillBehind(size, alignment));
@@ -128,7 +136,12 @@ void DtDisSocket::Unbundling::queueNext()
       remaining = 0;
       return;
    }
-   std::int64_t const fill = size == remaining ? 0 : tsl::fillBehind(size, alignment);
+   std::int64_t fill = 0;
+   if (size != remaining)
+   {
+      findAlignment();
+      fill = tsl::fillBehind(size, alignment);
+   }
    if (coupled)
    {
       // No status that this starts from counts as found: a later PDU never has its Attribute PDU merged.
@@ -137,28 +150,28 @@ void DtDisSocket::Unbundling::queueNext()
                                         static_cast<int>(size + fill));
       tsl::warnOfMissingAttribute();
    }
-   tsl::BufferPool::Buffer copy = socket.myImpl->pool.take();
-   copyPdu(*copy, fill);
-   socket.myImpl->pendingPdus.push(std::move(copy), from);
+   tsl::PduQueue & queue = socket.myImpl->pendingPdus;
+   copyPdu(queue.room(), fill);
+   queue.push(from);
 }
 
 /// Copies the PDU at hand, from as many buffers as it lies in, and goes on behind it and its fill. What is
 /// not to be had reads as 0. The fill is taken off once for each piece, on purpose.
 void DtDisSocket::Unbundling::copyPdu(std::vector<char> & copy, std::int64_t fill)
 {
-   copy.reserve(static_cast<std::size_t>(size));
+   copy.resize(static_cast<std::size_t>(size));
    std::int64_t piece = 0;
-   for (std::int64_t left = size;; ++current, position = 0)
+   std::int64_t left = size;
+   for (;; ++current, position = 0)
    {
       piece = std::min(left, room());
-      char const * const bytes = (*current)->data() + position;
-      copy.insert(copy.end(), bytes, bytes + piece);
+      std::copy_n((*current)->data() + position, piece, copy.end() - left);
       left -= piece;
       remaining -= piece + fill;
       if (left == 0 || remaining < 1 || std::next(current) == end)
          break;
    }
-   copy.resize(static_cast<std::size_t>(size));
+   std::fill_n(copy.end() - left, left, '\0');
    if (remaining == 0)
       return;
    if (room() > piece + fill)

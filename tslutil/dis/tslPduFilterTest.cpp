@@ -78,11 +78,11 @@ void DtPduFilterTest::disableTest()
 bool DtPduFilterTest::evalTest(void * data, int offset, DtPduFilterType type)
 {
    bool const excludes = testOperator == DtPduTestExclude;
-   if (type == DtPduFilterByte && valueList.first() != nullptr)
-   {
-      void * const wanted = itemData(static_cast<unsigned char const *>(data)[offset]);
-      if (valueList.itemLookup(wanted) != nullptr)
+   if (type != DtPduFilterByte || valueList.first() == nullptr)
+      return excludes;
+   void const * const wanted = itemData(static_cast<unsigned char const *>(data)[offset]);
+   for (DtListItem const * item = valueList.first(); item != nullptr; item = item->next())
+      if (item->data() == wanted)
          return !excludes;
-   }
    return excludes;
 }
