@@ -16,7 +16,7 @@ int chainSize(DtInetSockChain const & chain);
 inline bool runsCallbacks(DtInetSocket & socket, DtInetSockProcessingType type, unsigned long flags,
                           DtInetSockCallFlags skips)
 {
-   return !SocketAccess::callbacks(socket, type).empty() && (flags & skips) == 0;
+   return !SocketAccess::callbacks(socket, type).empty() && (flags & static_cast<unsigned long>(skips)) == 0;
 }
 
 /// What the pre-send callbacks made of a message.
