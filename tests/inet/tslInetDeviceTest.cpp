@@ -157,7 +157,7 @@ TEST(DtInetDevice, IsFoundByNameOrByAnyOfItsAddresses)
    EXPECT_TRUE(lo.linkScope() == 1 && lo.interfaceIndex() == 1 && lo.mtu() == 65536);
    DtInetDevice const none("no such device", DtInetFamilyIpv4);
    EXPECT_FALSE(none.isUp() || none.hasIpv4Addr() || none.hasIpv6Addr());
-   EXPECT_EQ(none.mtu() + none.linkState() + none.linkScope(), 1500u + 4 + 2);
+   EXPECT_EQ(none.mtu() + none.linkState() + unsigned(none.linkScope()), 1500u + 4 + 2);
 }
 
 /// An adapter as the system would hardly tell of it.
