@@ -3,6 +3,7 @@
 #include "fuzz/hostileRoad.h"
 #include "tslutil/base/tslNotify.h"
 
+#include <array>
 #include <cstdlib>
 #include <random>
 
@@ -17,7 +18,7 @@ std::string mutate(std::vector<std::string> const & recordings, std::mt19937 & r
    for (std::size_t change = below(6); change-- > 0 && !bytes.empty();)
    {
       std::size_t const at = below(bytes.size()), kind = below(6);
-      std::size_t const field = std::string("\0\2\10\11\12", 5)[below(5)];
+      std::size_t const field = std::array<std::size_t, 5>{0, 2, 8, 9, 10}[below(5)];
       if (kind == 0)
          bytes[at] = static_cast<char>(random());
       else if (kind == 1)

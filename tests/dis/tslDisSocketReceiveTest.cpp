@@ -180,7 +180,7 @@ class DtDisSocketQueue : public testing::Test
 };
 
 typedef testing::Types<DtDisSocket, DerivedSocket> Sockets;
-TYPED_TEST_SUITE(DtDisSocketQueue, Sockets);
+TYPED_TEST_SUITE(DtDisSocketQueue, Sockets, );
 
 TYPED_TEST(DtDisSocketQueue, IsServedAheadOfTheSocket)
 {
