@@ -55,12 +55,7 @@ TEST(ReadCapture, FindsTheDatagramBehindEveryHeader)
    Text const datagram = udp("payload"), vlan = big16(7) + big16(0x0800);
    TemporaryFolder const folder;
    // clang-format off
-   struct Case
-   {
-      char const * what;
-      Text content;
-      bool found;
-   } const cases[] = {
+   std::tuple<char const *, Text, bool> const cases[] = {
       {"Ethernet, IPv4", file(1, ethernet(0x0800, ipv4(datagram))), true},
       {"Ethernet padding", file(1, ethernet(0x0800, ipv4(datagram) + Text(18, 0))), true},
       {"Ethernet, VLAN", file(1, ethernet(0x8100, vlan + ipv4(datagram))), true},
@@ -82,16 +77,16 @@ TEST(ReadCapture, FindsTheDatagramBehindEveryHeader)
       {"unknown link", file(147, ipv4(datagram)), false},
       {"nothing behind the link", file(1, Text(13, 0)), false}};
    // clang-format on
-   for (Case const & c : cases)
+   for (auto const & [what, content, isFound] : cases)
    {
-      Capture const capture = readCapture(folder.write("recording.pcap", c.content));
+      Capture const capture = readCapture(folder.write("recording.pcap", content));
       Text found;
       for (std::vector<char> const & payload : capture.datagrams)
          found += Text(payload.begin(), payload.end()) + ";";
-      EXPECT_EQ(found, c.found ? "payload;" : "") << c.what;
-      EXPECT_EQ(capture.otherPackets, c.found ? 0u : 1u) << c.what;
+      EXPECT_EQ(found, isFound ? "payload;" : "") << what;
+      EXPECT_EQ(capture.otherPackets, isFound ? 0u : 1u) << what;
    }
-   Text const whole = cases[0].content;
+   Text const whole = std::get<Text>(cases[0]);
    for (Text const & content : {Text(), Text("no capture, but text"), whole.substr(0, whole.size() - 3)})
       EXPECT_THAT([&] { readCapture(folder.write("recording.pcap", content)); },
                   testing::ThrowsMessage<UsageError>(testing::HasSubstr(folder.path())));

@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <map>
+#include <tuple>
 
 namespace
 {
@@ -58,37 +59,29 @@ TEST(Pdu, RecordingsHoldThoseOfTheirManifests)
 TEST(SplitRow, TakesRowsAndRefusesWhatIsNone)
 {
    auto const zeros = [](std::size_t count) { return std::string(count, 0); };
-   struct Case
-   {
-      char const * what;
-      std::string datagram;
-      std::vector<std::size_t> sizes;
-   } const cases[] = {
-      {"empty", {}, {}},
-      {"runt", zeros(11), {}},
-      {"length 0", zeros(40), {}},
-      {"length below a header", pdu(6, 1, 40, 0, 11), {}},
-      {"length beyond the end", pdu(6, 1, 40, 0, 41), {}},
-      {"second is none", pdu(6, 1, 32) + zeros(32), {}},
-      {"single", pdu(6, 1, 33), {33}},
-      {"version 6 without fill", pdu(6, 1, 33) + pdu(6, 2, 40), {33, 40}},
-      {"version 6 with fill", pdu(6, 1, 33) + zeros(7) + pdu(6, 2, 40), {}},
-      {"version 7 with fill", pdu(7, 1, 33) + zeros(7) + pdu(7, 2, 40), {33, 40}},
-      {"version 7 without fill", pdu(7, 1, 33) + pdu(7, 2, 40), {}},
-      {"fill behind the last", pdu(7, 1, 33) + zeros(7), {33}},
-      {"padding behind the last", pdu(7, 1, 32) + zeros(11), {32}},
-      {"a header's room behind the last", pdu(7, 1, 32) + zeros(12), {}},
-   };
-   for (Case const & c : cases)
+   for (auto const & [what, datagram, sizes] :
+        std::vector<std::tuple<char const *, std::string, std::string>>{
+           {"empty", "", ""},
+           {"runt", zeros(11), ""},
+           {"length 0", zeros(40), ""},
+           {"length below a header", pdu(6, 1, 40, 0, 11), ""},
+           {"length beyond the end", pdu(6, 1, 40, 0, 41), ""},
+           {"second is none", pdu(6, 1, 32) + zeros(32), ""},
+           {"single", pdu(6, 1, 33), "33 "},
+           {"version 6 without fill", pdu(6, 1, 33) + pdu(6, 2, 40), "33 40 "},
+           {"version 6 with fill", pdu(6, 1, 33) + zeros(7) + pdu(6, 2, 40), ""},
+           {"version 7 with fill", pdu(7, 1, 33) + zeros(7) + pdu(7, 2, 40), "33 40 "},
+           {"version 7 without fill", pdu(7, 1, 33) + pdu(7, 2, 40), ""},
+           {"fill behind the last", pdu(7, 1, 33) + zeros(7), "33 "},
+           {"padding behind the last", pdu(7, 1, 32) + zeros(11), "32 "},
+           {"a header's room behind the last", pdu(7, 1, 32) + zeros(12), ""}})
    {
       std::vector<Pdu> row = {made(pdu(6, 9, 12))};
-      EXPECT_EQ(splitRow(made(c.datagram).bytes, row), !c.sizes.empty()) << c.what;
-      std::vector<std::size_t> sizes;
+      EXPECT_EQ(splitRow(made(datagram).bytes, row), !sizes.empty()) << what;
+      std::string split;
       for (Pdu const & each : row)
-         sizes.push_back(each.bytes.size());
-      std::vector<std::size_t> expected = c.sizes;
-      expected.insert(expected.begin(), 12);
-      EXPECT_EQ(sizes, expected) << c.what;
+         split += std::to_string(each.bytes.size()) + " ";
+      EXPECT_EQ(split, "12 " + sizes) << what;
    }
 }
 
