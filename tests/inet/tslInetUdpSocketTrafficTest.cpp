@@ -537,7 +537,9 @@ TEST(DtInetUdpSocketAsync, MayBeSetUpWhileItWorks)
    for (int i = 0; i < 300; ++i)
    {
       EXPECT_EQ(socket.send(bytes, 1), 1);
-      EXPECT_TRUE(socket.setNonBlockingOption(i % 2 == 0));
+      // For as long as the datagram is under way, so that the two meet.
+      for (int change = 0; change < 100; ++change)
+         EXPECT_TRUE(socket.setNonBlockingOption(change % 2 == 0));
       EXPECT_TRUE(socket.setReceiveBufferSize(65504));
       received += socket.recv(bytes, 4) == 1 ? 1 : 0;
    }
