@@ -104,13 +104,13 @@ TEST(PlatformDatagrams, ComeAndGoInBatches)
 {
    Socket const receiver(named("127.0.0.1", 0)), sender(named("127.0.0.1", 0));
    SocketName const to = named("127.0.0.1", receiver.port());
-   char text[] = "abcdefghij";
+   std::string text = "abcdefghij" + std::string(70000, 'k');
    Datagram out[5], in[5];
    std::size_t const outSizes[] = {1, 2, 0, 70000, 3}, sizes[] = {1, 2, 0, 2};
    char memory[5][2];
    for (int i = 0; i < 5; ++i)
    {
-      out[i] = {text, outSizes[i], to, false};
+      out[i] = {text.data(), outSizes[i], to, false};
       in[i].data = memory[i];
       in[i].size = sizeof memory[i];
    }
@@ -122,7 +122,7 @@ TEST(PlatformDatagrams, ComeAndGoInBatches)
    {
       EXPECT_EQ(std::pair(in[i].size, in[i].isCut), std::pair(sizes[i], i == 3));
       EXPECT_EQ(in[i].name, named("127.0.0.1", sender.port()));
-      EXPECT_EQ(std::memcmp(memory[i], text, sizes[i]), 0);
+      EXPECT_EQ(std::memcmp(memory[i], text.data(), sizes[i]), 0);
    }
    Transfer const none = receiveDatagrams(receiver.handle, in, 5);
    EXPECT_TRUE(isWouldBlock(none.error) && none.count == 0);
