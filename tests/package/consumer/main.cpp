@@ -4,7 +4,13 @@
 
 int main()
 {
-   DtMutex mutex;
-   DtScopedLock guard(mutex, true);
-   return guard.locked() ? 0 : 1;
+   DtDisSocket socket(DtInetEndpoint(DtInetAddr("127.0.0.1"), 3000), 0, nullptr, 0xC83, false);
+   try
+   {
+      throw DtException("the type of an exception is the library's own");
+   }
+   catch (DtException const & error)
+   {
+      return socket.state() == DtInetSockCreated && error.what().isEmpty() == false ? 0 : 1;
+   }
 }
