@@ -15,6 +15,7 @@
 #include <vector>
 
 using namespace DtInetUtils;
+using boost::asio::ip::make_address;
 using boost::asio::ip::tcp;
 using boost::asio::ip::udp;
 
@@ -141,6 +142,8 @@ TEST(DtInetEndpoint, SettersRebuildOnlyWhatHasAProtocol)
    endpoint.setProtocol(DtInetProtoTcp);
    EXPECT_STREQ(endpoint.toDtString(true), "10.0.0.1:5(TCP)");
    EXPECT_TRUE(endpoint.isTcp() && !endpoint.isUdp() && endpoint.udpEndpoint() == nullptr);
+   EXPECT_EQ(*static_cast<tcp::endpoint *>(endpoint.tcpEndpoint()),
+             tcp::endpoint(make_address("10.0.0.1"), 5));
    endpoint.setEndpoint(DtInetProtoUdp, DtInetAddr("::%4"), 9);
    EXPECT_EQ(endpoint.tcpEndpoint(), nullptr);
    EXPECT_EQ(*static_cast<udp::endpoint *>(endpoint.udpEndpoint()), udp::endpoint(udp::v6(), 9));
@@ -164,31 +167,25 @@ TEST(DtInetEndpoint, AssignmentLeavesAnEndpointOfTheOtherKind)
    EXPECT_TRUE(tcpTwo != both);
 }
 
-/// Whether two endpoints compare as Boost's, both of one protocol, do; all is false where one isn't there.
-template<class Endpoint>
-bool compareAs(DtInetEndpoint & left, DtInetEndpoint & right, void * (DtInetEndpoint::*boost)())
-{
-   auto const * const l = static_cast<Endpoint const *>((left.*boost)());
-   auto const * const r = static_cast<Endpoint const *>((right.*boost)());
-   bool const equal = l != nullptr && r != nullptr && *l == *r;
-   bool const less = l != nullptr && r != nullptr && *l < *r;
-   return (left == right) == equal && (left != right) != equal && (left < right) == less &&
-          (left > right) == (!equal && !less);
-}
-
 TEST(DtInetEndpoint, OrderIsBoosts)
 {
-   std::vector<DtInetEndpoint> endpoints;
+   std::vector<std::pair<DtInetEndpoint, udp::endpoint>> endpoints;
    for (char const * text :
         {"0.0.0.0", "10.0.0.1", "9.255.0.1", "::", "::1", "fe80::1", "fe80::1%3", "fe80::1%258"})
-      for (int const port : {0, 1, 256, 65535})
+      for (auto const port : std::initializer_list<unsigned short>{0, 1, 256, 65535})
          for (DtInetProtocol const protocol : {DtInetProtoUdp, DtInetProtoTcp, DtInetProtoNone})
-            endpoints.emplace_back(DtInetAddr(text), static_cast<unsigned short>(port), protocol);
-   for (DtInetEndpoint & left : endpoints)
-      for (DtInetEndpoint & right : endpoints)
-         ASSERT_TRUE(left.isTcp() ? compareAs<tcp::endpoint>(left, right, &DtInetEndpoint::tcpEndpoint)
-                                  : compareAs<udp::endpoint>(left, right, &DtInetEndpoint::udpEndpoint))
+            endpoints.emplace_back(DtInetEndpoint(DtInetAddr(text), port, protocol),
+                                   udp::endpoint(make_address(text), port));
+   for (auto const & [left, boostLeft] : endpoints)
+      for (auto const & [right, boostRight] : endpoints)
+      {
+         bool const comparable = left.protocol() == right.protocol() && left.protocol() != DtInetProtoNone;
+         bool const equal = comparable && boostLeft == boostRight;
+         bool const less = comparable && boostLeft < boostRight;
+         ASSERT_TRUE((left == right) == equal && (left != right) != equal && (left < right) == less &&
+                     (left > right) == (!equal && !less))
             << left.toDtString(true) << " and " << right.toDtString(true);
+      }
 }
 
 } // namespace
