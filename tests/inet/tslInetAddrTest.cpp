@@ -55,6 +55,8 @@ TEST(DtInetAddr, TextGivesAddressMaskAndKind)
    // that is too large is cut to 32 bits.
    char const * const rows[][3] = {{nullptr, nullptr, "0.0.0.0 ff000000/8 0 A"},
                                    {"LocalHost", nullptr, "127.0.0.1 ff000000/8 0 L"},
+                                   {"LOOPBACK", nullptr, "127.0.0.1 ff000000/8 0 L"},
+                                   {"InAddr_Any", nullptr, "0.0.0.0 ff000000/8 0 A"},
                                    {"in6addr_any", nullptr, ":: 00000000/0 0 A"},
                                    {"192.168.1.255", "255.255.255.0", "192.168.1.255 ffffff00/24 0 B"},
                                    {"192.168.1.255", "24", "192.168.1.255 ffffff00/24 0 B"},
@@ -102,6 +104,7 @@ TEST(DtInetAddr, ValuesAndSystemNamesGiveAddresses)
    for (DtInetAddr const & address : {ipv4, DtInetAddr(name, 0xFFFFFF00), DtInetAddr(storage, 24),
                                       DtInetAddr(ipv4.toU128(), DtInetFamilyIpv4, 24)})
       EXPECT_EQ(describe(address), "10.0.0.255 ffffff00/24 0 B");
+   EXPECT_EQ(describe(DtInetAddr(storage, 40)), "10.0.0.255 ff000000/40 0 ");
    EXPECT_EQ(describe(DtInetAddr(scoped.toU128(), DtInetFamilyUnspecified, 9)), "fe80::1 00000000/9 0 ");
    EXPECT_TRUE(scoped.toU128().high == 0xFE80000000000000 && scoped.toU128().low == 1 &&
                scoped.toULong() == 0);

@@ -126,8 +126,11 @@ TEST(DtInetEndpoint, LocalDevicesWinOverLiteralsAndHosts)
          EXPECT_STREQ(endpointOf("fd00::1", DtInetProtoUdp, DtInetFamilyIpv4).toDtString(), "[fd00::1]:3000");
          EXPECT_STREQ(endpointOf("10.1.0.1", DtInetProtoUdp, DtInetFamilyIpv6).toDtString(),
                       "[fd00::1]:3000");
-         EXPECT_EQ(describe(endpointOf("vb")),
-                   "0.0.0.0:3000(UDP) ff000000/0 failed: Local interface device vb is inactive");
+         DtString down("vb");
+         DtInetEndpoint inactive(down, 3000, DtInetProtoUdp);
+         inactive.hostLookup(down, 9, DtInetFamilyIpv4);
+         EXPECT_EQ(describe(inactive), "0.0.0.0:3000(UDP) ff000000/0 failed: Local interface device vb is "
+                                       "inactiveLocal interface device vb is inactive");
       });
 }
 
@@ -162,6 +165,7 @@ TEST(DtInetEndpoint, AssignmentLeavesAnEndpointOfTheOtherKind)
    both.toDtString();
    both = udpOne;
    EXPECT_STREQ(both.toDtString(true), "10.0.0.1:1(UDP)");
+   EXPECT_STREQ(DtInetEndpoint(both).toDtString(true), "10.0.0.1:1(UDP)");
    EXPECT_TRUE(both == udpOne && tcpTwo == both && tcpTwo == DtInetEndpoint(both));
    both.setPort(1);
    EXPECT_TRUE(tcpTwo != both);

@@ -14,11 +14,11 @@ enum SuffixKind : int
    prefixSuffix = 3
 };
 
-/// Takes blanks away at the front. One at the end empties the text, which then is no address: that is meant.
+/// Takes all up to the last blank away. A blank at the end thus empties the text, which then is no address:
+/// that is meant.
 void removeBlanks(DtString & text)
 {
    text.snipFront(' ', true);
-   text.snipBack(' ', true);
 }
 
 /// The kind of what stands behind the "/" of an IPv4 address. Text with dots that is no netmask has none, and
