@@ -115,12 +115,17 @@ public:
 
 private:
    // While a merge asks its tests, the order has been verified and the look-ups come in name order too: a
-   // cursor that moves along answers them without a search. Copies of a table don't take it along.
+   // cursor that moves along answers them without a search. Copies of a table don't take it along, and a
+   // table that a test assigns to answers by walking again.
    struct MergeState
    {
       MergeState() = default;
       MergeState(MergeState const &) {}
-      MergeState & operator=(MergeState const &) { return *this; }
+      MergeState & operator=(MergeState const &)
+      {
+         sorted = false;
+         return *this;
+      }
       bool sorted = false;
       mutable const_iterator cursor;
    };
