@@ -78,7 +78,7 @@ ExitCode run(std::function<ExitCode(Arguments const &)> const & command, Argumen
    {
       return command(arguments);
    }
-   catch (std::runtime_error const & error)
+   catch (std::exception const & error)
    {
       std::cerr << "tsl: " << error.what() << "\n";
       return ExitUsage;

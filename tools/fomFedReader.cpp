@@ -71,7 +71,9 @@ private:
          if (at == std::string::npos)
             throw error(line, "a quotation mark is not closed");
          ++at;
-         return text.substr(begin + 1, at - begin - 2);
+         std::string const word = text.substr(begin + 1, at - begin - 2);
+         line += static_cast<std::size_t>(std::count(word.begin(), word.end(), '\n'));
+         return word;
       }
       at = std::min(text.find_first_of(" \t\r\n();", at), text.size());
       return text.substr(begin, at - begin);
@@ -141,6 +143,9 @@ private:
       entry.row.name = wordAt(item, 0);
       readDelivery(item, entry.row);
       DtString const name = parent.isEmpty() ? entry.row.name : parent + "." + entry.row.name;
+      if (name.size() > theLongestClassName)
+         throw error(item.line, "the full name of a class is longer than " +
+                                   std::to_string(theLongestClassName) + " characters");
       for (Item const & inner : item.items)
       {
          if (inner.word != memberWord)

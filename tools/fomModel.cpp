@@ -112,16 +112,28 @@ FomPlace const & FomModel::placeOf(void const * record) const
    return found == places.end() ? none : found->second;
 }
 
-void FomModel::placeSwitch(DtString const & name, FomPlace const & place)
+void FomModel::addSwitchAt(DtString const & name, bool isOn, void (DtFedTarget::*set)(bool),
+                           FomPlace const & place)
 {
-   switchPlaces.emplace(name, place);
+   if (!switchPlaces.emplace(name, place).second)
+   {
+      tellSecond("switches", name, place);
+      return;
+   }
+   addSwitch(name, isOn);
+   (this->*set)(isOn);
+}
+
+void FomModel::tellSecond(char const * title, DtString const & name, FomPlace const & place)
+{
+   findings.push_back({false, place.text(), title,
+                       "\"" + name.stdString() + "\" is defined twice; the first definition stays"});
 }
 
 void FomModel::addClass(Classes & classes, DtString const & name, Class const & added)
 {
    if (!classes.emplace(name, added).second)
-      findings.push_back({false, added.place.text(), "classes",
-                          "\"" + name.stdString() + "\" is defined twice; the first definition stays"});
+      tellSecond("classes", name, added.place);
 }
 
 // The subclass's part of the target.
@@ -170,7 +182,7 @@ bool FomModel::isKnownTransport(DtString const & name) const
                                              "reliable", "best_effort"};
    return std::any_of(std::begin(predefined), std::end(predefined),
                       [&](char const * one) { return name == one; }) ||
-          transportTypeFromTransportation(name) != DtTransportNotFound;
+          transportTypes.known(name);
 }
 
 bool FomModel::isKnownDimension(DtString const & name) const
@@ -223,19 +235,19 @@ FomPlace const & FomModel::placeOfOwner(Classes const & classes, DtString const 
 
 void FomModel::openReference(char const * table, std::string const & owner, char const * kind,
                              DtString const & name, FomPlace const & place, bool & unresolved,
-                             DtString & errors)
+                             std::string & told)
 {
    unresolved = true;
    std::string const text =
       owner + " refers to the " + kind + " \"" + name.stdString() + "\", which is not defined";
    findings.push_back({true, place.text(), table, text});
-   errors += text.c_str();
-   errors += "\n";
+   told += text + "\n";
 }
 
 bool FomModel::resolveAttributes(DtString & errors, bool & unresolved)
 {
    bool open = false;
+   std::string told; // appended once: a DtString copies itself at every append
    UnresolvedPairs const noted = unresolvedAttributeTransportation;
    for (auto const & [key, pairs] : noted)
    {
@@ -246,9 +258,10 @@ bool FomModel::resolveAttributes(DtString & errors, bool & unresolved)
             removeResolvedAttributeTransportation(key, pair);
          else
             openReference("object classes", owner + "." + pair.first.stdString(), "transportation",
-                          pair.second, placeOfOwner(objectClasses, owner.c_str()), open, errors);
+                          pair.second, placeOfOwner(objectClasses, owner.c_str()), open, told);
       }
    }
+   errors += told.c_str();
    unresolved |= open;
    return !open;
 }
@@ -256,6 +269,7 @@ bool FomModel::resolveAttributes(DtString & errors, bool & unresolved)
 bool FomModel::resolveInteractionClasses(DtString & errors, bool & unresolved)
 {
    bool open = false;
+   std::string told;
    UnresolvedTexts const noted = unresolvedInteractionTransportation;
    for (auto const & [key, names] : noted)
    {
@@ -266,9 +280,10 @@ bool FomModel::resolveInteractionClasses(DtString & errors, bool & unresolved)
             removeResolvedInteractionTransportation(key, name);
          else
             openReference("interaction classes", owner, "transportation", name,
-                          placeOfOwner(interactionClasses, owner.c_str()), open, errors);
+                          placeOfOwner(interactionClasses, owner.c_str()), open, told);
       }
    }
+   errors += told.c_str();
    unresolved |= open;
    return !open;
 }
@@ -276,6 +291,7 @@ bool FomModel::resolveInteractionClasses(DtString & errors, bool & unresolved)
 bool FomModel::resolveDimensions(DtString & errors, bool & unresolved)
 {
    bool open = false;
+   std::string told;
    UnresolvedPairs const ofAttributes = unresolvedAttributeDimensions;
    for (auto const & [key, pairs] : ofAttributes)
    {
@@ -286,7 +302,7 @@ bool FomModel::resolveDimensions(DtString & errors, bool & unresolved)
             removeResolvedAttribute(key, pair);
          else
             openReference("object classes", owner + "." + pair.first.stdString(), "dimension", pair.second,
-                          placeOfOwner(objectClasses, owner.c_str()), open, errors);
+                          placeOfOwner(objectClasses, owner.c_str()), open, told);
       }
    }
    UnresolvedTexts const ofInteractions = unresolvedInteractionDimensions;
@@ -299,9 +315,10 @@ bool FomModel::resolveDimensions(DtString & errors, bool & unresolved)
             removeResolvedInteractionDimension(key, name);
          else
             openReference("interaction classes", owner, "dimension", name,
-                          placeOfOwner(interactionClasses, owner.c_str()), open, errors);
+                          placeOfOwner(interactionClasses, owner.c_str()), open, told);
       }
    }
+   errors += told.c_str();
    unresolved |= open;
    return !open;
 }

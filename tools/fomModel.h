@@ -76,22 +76,31 @@ public:
 
    explicit FomModel(FomRules const & rules);
 
-   /// Adds a record by the given operation and notes its place; a second one of its name becomes a finding.
+   /// Adds a row by the given operation and notes its place.
    template<class Record>
-   void add(Record * record, bool isKnown, void (DtFedTarget::*adder)(Record *), FomPlace const & place,
-            char const * table)
+   void add(Record * record, void (DtFedTarget::*adder)(Record *), FomPlace const & place)
    {
-      if (isKnown)
-         findings.push_back(
-            {false, place.text(), table,
-             "\"" + record->name.stdString() + "\" is defined twice; the first definition stays"});
-      else
-         places[record] = place;
+      places[record] = place;
       (this->*adder)(record);
    }
 
-   /// Adds a switch, or a switch that is known already, which keeps its value.
-   void placeSwitch(DtString const & name, FomPlace const & place);
+   /// The same for a table by name; a second record of a name becomes a finding. Whether the table grows
+   /// tells that, since to ask for an unknown name would walk the table for every record.
+   template<class Record>
+   void add(Record * record, DtFedNamedTable<Record> DtFedTarget::*table,
+            void (DtFedTarget::*adder)(Record *), FomPlace const & place, char const * title)
+   {
+      DtString const name = record->name;
+      std::size_t const before = (this->*table).size();
+      (this->*adder)(record);
+      if ((this->*table).size() > before)
+         places[record] = place;
+      else
+         tellSecond(title, name, place);
+   }
+
+   /// Adds a switch and sets the value of its name; a known one is a finding and keeps its value.
+   void addSwitchAt(DtString const & name, bool isOn, void (DtFedTarget::*set)(bool), FomPlace const & place);
    /// Adds a class with its members; a known one is a finding.
    void addClass(Classes & classes, DtString const & name, Class const & added);
    /// Notes the transportations and dimensions that this module refers to and does not hold itself.
@@ -124,6 +133,7 @@ public:
    DtMergeFomStatus_enum mergeTimeTypes(DtFedTarget const & other) override;
    DtMergeFomStatus_enum mergeUserDefinedTypes(DtFedTarget const & other) override;
    DtMergeFomStatus_enum mergeSwitches(DtFedTarget const & other) override;
+   DtMergeFomStatus_enum mergeFixedRecordDatatype(DtFedTarget const & other) override;
    DtMergeFomStatus_enum mergeSpaces(DtFedTarget const & other) override;
    DtMergeFomStatus_enum mergeObjectClasses(DtFedTarget const & other) override;
    DtMergeFomStatus_enum mergeInteractionClasses(DtFedTarget const & other) override;
@@ -160,23 +170,26 @@ private:
               bool agrees);
    template<class Record>
    bool judgeDatatype(char const * title, DtFedNamedTable<Record> DtFedTarget::*table,
-                      Record const & received);
+                      Record const & received, void const * placed);
    template<class Row>
    void findRowConflicts(char const * title, std::set<boost::shared_ptr<Row>> const & here,
                          FomModel const & other, std::set<boost::shared_ptr<Row>> const & there);
+   void tellSecond(char const * title, DtString const & name, FomPlace const & place);
    void tell(bool fails, FomPlace const & place, char const * title, DtString const & name,
              std::string const & what, FomPlace const & first);
    bool mergeClasses(char const * title, Classes & here, Classes const & there);
    bool classAgrees(char const * title, DtString const & name, Class const & here, Class const & there);
    void noteReferences(std::string const & module, DtString const & owner, FomMember const & attribute);
    void openReference(char const * table, std::string const & owner, char const * kind, DtString const & name,
-                      FomPlace const & place, bool & unresolved, DtString & errors);
+                      FomPlace const & place, bool & unresolved, std::string & told);
    bool isKnownTransport(DtString const & name) const;
    bool isKnownDimension(DtString const & name) const;
    FomPlace const & placeOfOwner(Classes const & classes, DtString const & owner) const;
 
    FomRules const myRules;
    FomModel const * merged = nullptr; ///< the model that is being taken in
+   /// Of that model, the record whose copy is asked about next.
+   DtFedNamedTable<DtFixedRecordDatatypeType>::const_iterator nextFixedRecord;
    std::unordered_map<void const *, FomPlace> places;
    std::map<DtString, FomPlace> switchPlaces;
 };

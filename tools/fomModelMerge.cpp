@@ -36,23 +36,21 @@ bool FomModel::judge(char const * title, DtFedNamedTable<Record> DtFedTarget::*t
    if (agrees)
       return true;
    Record const & first = *(this->*table).find(received.name);
-   Record const * const second = merged == nullptr ? &received : (merged->*table).find(received.name);
-   tell(true, merged == nullptr ? placeOf(second) : merged->placeOf(second), title, received.name,
+   tell(true, merged == nullptr ? placeOf(&received) : merged->placeOf(&received), title, received.name,
         differences(fieldsOf(first), fieldsOf(received), true), placeOf(&first));
    return false;
 }
 
 template<class Record>
 bool FomModel::judgeDatatype(char const * title, DtFedNamedTable<Record> DtFedTarget::*table,
-                             Record const & received)
+                             Record const & received, void const * placed)
 {
    Record const * const first = (this->*table).find(received.name);
    if (first == nullptr || merged == nullptr)
       return true;
    std::string const what = differences(fieldsOf(*first), fieldsOf(received), compareSemantics);
    if (!what.empty())
-      tell(myRules.strictDefinitions, merged->placeOf((merged->*table).find(received.name)), title,
-           received.name, what, placeOf(first));
+      tell(myRules.strictDefinitions, merged->placeOf(placed), title, received.name, what, placeOf(first));
    return what.empty() || !myRules.strictDefinitions;
 }
 
@@ -81,32 +79,35 @@ bool FomModel::NoteConsistencyTest(DtNotesType const & received)
 
 bool FomModel::basicDataRepresentationConsistencyTest(DtBasicDataRepresentationType const & received)
 {
-   return judgeDatatype("basic data representations", &FomModel::basicDataRepresentations, received);
+   return judgeDatatype("basic data representations", &FomModel::basicDataRepresentations, received,
+                        &received);
 }
 
 bool FomModel::simpleDatatypeConsistencyTest(DtSimpleDatatypeType const & received)
 {
-   return judgeDatatype("simple datatypes", &FomModel::simpleDatatypes, received);
+   return judgeDatatype("simple datatypes", &FomModel::simpleDatatypes, received, &received);
 }
 
 bool FomModel::enumeratedDatatypeConsistencyTest(DtEnumeratedDatatypeType const & received)
 {
-   return judgeDatatype("enumerated datatypes", &FomModel::enumeratedDatatypes, received);
+   return judgeDatatype("enumerated datatypes", &FomModel::enumeratedDatatypes, received, &received);
 }
 
 bool FomModel::arrayDatatypeConsistencyTest(DtArrayDatatypeType const & received)
 {
-   return judgeDatatype("array datatypes", &FomModel::arrayDatatypes, received);
+   return judgeDatatype("array datatypes", &FomModel::arrayDatatypes, received, &received);
 }
 
+// The records come by value, in the order of the other's table, which tells the place of each.
 bool FomModel::fixedRecordDatatypeConsistencyTest(DtFixedRecordDatatypeType received)
 {
-   return judgeDatatype("fixed record datatypes", &FomModel::fixedRecordDatatypes, received);
+   void const * const placed = merged == nullptr ? nullptr : (nextFixedRecord++)->get();
+   return judgeDatatype("fixed record datatypes", &FomModel::fixedRecordDatatypes, received, placed);
 }
 
 bool FomModel::variantRecordDatatypeConsistencyTest(DtVariantRecordDatatypeType const & received)
 {
-   return judgeDatatype("variant record datatypes", &FomModel::variantRecordDatatypes, received);
+   return judgeDatatype("variant record datatypes", &FomModel::variantRecordDatatypes, received, &received);
 }
 
 DtMergeFomStatus_enum FomModel::mergeTarget(DtFedTarget const & other)
@@ -184,6 +185,12 @@ DtMergeFomStatus_enum FomModel::mergeSwitches(DtFedTarget const & other)
       findings.push_back({true, there.switchPlaces.empty() ? "?" : there.switchPlaces.begin()->second.text(),
                           "switches", "the automatic resign action differs"});
    return status;
+}
+
+DtMergeFomStatus_enum FomModel::mergeFixedRecordDatatype(DtFedTarget const & other)
+{
+   nextFixedRecord = modelOf(other).fixedRecordDatatypes.begin();
+   return DtFedTarget::mergeFixedRecordDatatype(other);
 }
 
 DtMergeFomStatus_enum FomModel::mergeSpaces(DtFedTarget const & other)

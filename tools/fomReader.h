@@ -18,6 +18,9 @@ public:
 /// depth.
 constexpr std::size_t theDeepestClass = 100;
 
+/// Full names of classes that are longer are an error: each subclass holds its parent's name anew.
+constexpr int theLongestClassName = 2000;
+
 /// Reads a model from a file: IEEE 1516-2010 or 1516-2000 XML, or an HLA 1.3 FED, told apart by the content.
 /// Throws FomReadError for what cannot be read.
 std::unique_ptr<FomModel> readFom(std::string const & path, FomRules const & rules);

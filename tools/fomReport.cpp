@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <set>
 #include <sstream>
 
 namespace
@@ -18,13 +19,13 @@ void judgeWhole(FomCheck & check)
    DtMergeFomStatus_enum const status = check.merged->postMergeCheckTarget(errors);
    bool const passes = status == DtMergeFomSuccess;
    check.fits &= passes;
-   std::vector<FomFinding> const & told = check.merged->findings;
+   std::set<std::string> told;
+   for (FomFinding const & finding : check.merged->findings)
+      told.insert(finding.text);
    std::istringstream lines(errors.stdString());
    for (std::string line; std::getline(lines, line);)
    {
-      bool const isTold =
-         std::any_of(told.begin(), told.end(), [&](FomFinding const & one) { return one.text == line; });
-      if (!isTold && !line.empty())
+      if (told.count(line) == 0 && !line.empty())
          check.findings.push_back({!passes, "merged model", "check", line});
    }
 }
@@ -40,9 +41,12 @@ struct TableComparer
    void operator()(char const * title, DtFedNamedTable<Record> const & first,
                    DtFedNamedTable<Record> const & second)
    {
+      auto at = first.begin(); // both are in the order of names
       for (auto const & row : second)
       {
-         Record const * const stands = first.find(row->name);
+         while (at != first.end() && (*at)->name < row->name)
+            ++at;
+         Record const * const stands = at != first.end() && (*at)->name == row->name ? at->get() : nullptr;
          compare(title, row->name, stands, row.get(),
                  stands == nullptr ? FomPlace() : firstModel.placeOf(stands), secondModel.placeOf(row.get()));
       }

@@ -18,8 +18,8 @@ struct FomCheck
    bool fits = true;
 };
 
-/// Merges the modules in their order and checks the result. A module that conflicts is told and left out; the
-/// check of the whole is then left out too.
+/// Merges the modules in their order and checks the result. A module that conflicts is told, and what was
+/// merged of it until then stays; the check of the whole is then left out.
 FomCheck checkModules(std::vector<std::string> const & files, FomModules const & modules,
                       FomRules const & rules);
 

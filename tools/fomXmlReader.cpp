@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <sstream>
 
 namespace
 {
@@ -84,18 +85,16 @@ private:
    template<class Record>
    Record * record(Node node);
 
-   template<class Record, class Known>
-   void readRows(Node table, char const * title, std::initializer_list<char const *> tags,
-                 bool (DtFedTarget::*known)(Known) const, void (DtFedTarget::*adder)(Record *))
+   template<class Record>
+   void readRows(Node parent, char const * title, std::initializer_list<char const *> tags,
+                 DtFedNamedTable<Record> DtFedTarget::*table, void (DtFedTarget::*adder)(Record *))
    {
-      for (Node const node : table)
+      for (Node const node : parent)
       {
          if (std::none_of(tags.begin(), tags.end(),
                           [&](char const * tag) { return std::strcmp(tag, node.name()) == 0; }))
             continue;
-         std::unique_ptr<Record> row(record<Record>(node));
-         bool const isKnown = (model.*known)(*row);
-         model.add(row.release(), isKnown, adder, place(node), title);
+         model.add(record<Record>(node), table, adder, place(node), title);
       }
    }
 
@@ -120,14 +119,14 @@ public:
    // The older form knows transportations by name alone.
    void flag(char const * name, bool & value)
    {
-      std::string const field = fieldOf(name);
+      std::string const field = wordOf(name);
       value = reader.isNew ? field == "Yes" || field == "true" || field == "1" : nameOf() != "HLAbestEffort";
    }
 
    template<std::size_t size>
    void choice(char const * name, std::int64_t & value, char const * const (&choices)[size])
    {
-      std::string const field = fieldOf(name);
+      std::string const field = wordOf(name);
       value = std::find(choices, choices + size, field) - choices;
       if (value == std::int64_t(size))
          value = 0;
@@ -140,15 +139,12 @@ public:
          values.emplace_back(contentOf(child));
       if (!values.empty())
          return;
-      DtString all(fieldOf(name));
-      for (char separator : {',', '\t', '\n'})
-         for (int at = all.findChar(separator); at >= 0; at = all.findChar(separator))
-            all[at] = ' ';
-      std::vector<DtString> tokens;
-      all.tokenize(' ', tokens);
-      for (DtString const & token : tokens)
-         if (!token.isEmpty() && token != "NA")
-            values.push_back(token);
+      std::string all = fieldOf(name);
+      std::replace(all.begin(), all.end(), ',', ' ');
+      std::istringstream words(all);
+      for (std::string word; words >> word;)
+         if (word != "NA")
+            values.emplace_back(word);
    }
 
    template<class Set>
@@ -180,14 +176,21 @@ private:
       return attribute.value();
    }
 
+   /// A field without the blanks around it.
+   std::string wordOf(char const * name) const
+   {
+      std::string field = fieldOf(name);
+      field.erase(0, field.find_first_not_of(" \t\r\n"));
+      field.erase(field.find_last_not_of(" \t\r\n") + 1);
+      return field;
+   }
+
    std::string nameOf() const { return fieldOf("name"); }
 
    template<class Number>
    void parse(char const * name, Number & value)
    {
-      std::string field = fieldOf(name);
-      field.erase(0, field.find_first_not_of(" \t\r\n"));
-      field.erase(field.find_last_not_of(" \t\r\n") + 1);
+      std::string const field = wordOf(name);
       auto const [end, failure] = std::from_chars(field.data(), field.data() + field.size(), value);
       if (!field.empty() && (failure != std::errc() || end != field.data() + field.size()))
          throw reader.error(node.offset_debug(),
@@ -242,7 +245,7 @@ void XmlReader::readNamedRows(Node root)
          continue;
       DtTimeType * const row = record<DtTimeType>(node);
       row->name = node.name();
-      model.add(row, false, &DtFedTarget::addTime, place(node), "time representations");
+      model.add(row, &DtFedTarget::addTime, place(node));
    }
    for (Node const node : root.child("tags"))
    {
@@ -250,36 +253,35 @@ void XmlReader::readNamedRows(Node root)
          continue;
       DtUserSuppliedTagsType * const row = record<DtUserSuppliedTagsType>(node);
       row->name = node.name();
-      model.add(row, false, &DtFedTarget::addUserDefinedTag, place(node), "user-supplied tags");
+      model.add(row, &DtFedTarget::addUserDefinedTag, place(node));
    }
 }
 
 void XmlReader::readTables(Node root)
 {
    readRows(root.child("synchronizations"), "synchronization points",
-            {"synchronizationPoint", "synchronization"}, &DtFedTarget::knownSyncPoint,
-            &DtFedTarget::addSyncPoint);
-   readRows(root.child("transportations"), "transportations", {"transportation"},
-            &DtFedTarget::knownTransportType, &DtFedTarget::addTransportType);
-   readRows(root.child("updateRates"), "update rates", {"updateRate"}, &DtFedTarget::knownUpdateRate,
+            {"synchronizationPoint", "synchronization"}, &FomModel::syncPoints, &DtFedTarget::addSyncPoint);
+   readRows(root.child("transportations"), "transportations", {"transportation"}, &FomModel::transportTypes,
+            &DtFedTarget::addTransportType);
+   readRows(root.child("updateRates"), "update rates", {"updateRate"}, &FomModel::updateRates,
             &DtFedTarget::addUpdateRate);
-   readRows(root.child("notes"), "notes", {"note"}, &DtFedTarget::knownNote, &DtFedTarget::addNote);
+   readRows(root.child("notes"), "notes", {"note"}, &FomModel::notes, &DtFedTarget::addNote);
 }
 
 void XmlReader::readDatatypes(Node types)
 {
    readRows(types.child("basicDataRepresentations"), "basic data representations", {"basicData"},
-            &DtFedTarget::knownBasicDataRepresentation, &DtFedTarget::addBasicDataRepresentation);
-   readRows(types.child("simpleDataTypes"), "simple datatypes", {"simpleData"},
-            &DtFedTarget::knownSimpleDatatype, &DtFedTarget::addSimpleDataType);
+            &FomModel::basicDataRepresentations, &DtFedTarget::addBasicDataRepresentation);
+   readRows(types.child("simpleDataTypes"), "simple datatypes", {"simpleData"}, &FomModel::simpleDatatypes,
+            &DtFedTarget::addSimpleDataType);
    readRows(types.child("enumeratedDataTypes"), "enumerated datatypes", {"enumeratedData"},
-            &DtFedTarget::knownEnumeratedDatatype, &DtFedTarget::addEnumeratedDataType);
-   readRows(types.child("arrayDataTypes"), "array datatypes", {"arrayData"}, &DtFedTarget::knownArrayDatatype,
+            &FomModel::enumeratedDatatypes, &DtFedTarget::addEnumeratedDataType);
+   readRows(types.child("arrayDataTypes"), "array datatypes", {"arrayData"}, &FomModel::arrayDatatypes,
             &DtFedTarget::addArrayDataType);
    readRows(types.child("fixedRecordDataTypes"), "fixed record datatypes", {"fixedRecordData"},
-            &DtFedTarget::knownFixedRecordDatatype, &DtFedTarget::addFixedRecordDataType);
+            &FomModel::fixedRecordDatatypes, &DtFedTarget::addFixedRecordDataType);
    readRows(types.child("variantRecordDataTypes"), "variant record datatypes", {"variantRecordData"},
-            &DtFedTarget::knownVariantRecordDatatype, &DtFedTarget::addVariantRecordDataType);
+            &FomModel::variantRecordDatatypes, &DtFedTarget::addVariantRecordDataType);
 }
 
 void XmlReader::readSwitch(char const * name, std::string const & value, bool isOn, Node node)
@@ -293,13 +295,8 @@ void XmlReader::readSwitch(char const * name, std::string const & value, bool is
       return;
    }
    for (FomSwitch const & each : theFomSwitches)
-   {
-      if (std::strcmp(each.name, name) != 0)
-         continue;
-      model.addSwitch(name, isOn);
-      model.placeSwitch(name, place(node));
-      (model.*each.set)(isOn);
-   }
+      if (std::strcmp(each.name, name) == 0)
+         model.addSwitchAt(name, isOn, each.set, place(node));
 }
 
 void XmlReader::readSwitches(Node switches)
@@ -341,6 +338,9 @@ void XmlReader::readClasses(Node root, char const * classTag, char const * membe
                      "classes are nested deeper than " + std::to_string(theDeepestClass) + " levels");
       std::unique_ptr<FomClass> const row(record<FomClass>(step.node));
       DtString const fullName = step.parent.isEmpty() ? row->name : step.parent + "." + row->name;
+      if (fullName.size() > theLongestClassName)
+         throw error(step.node.offset_debug(), "the full name of a class is longer than " +
+                                                  std::to_string(theLongestClassName) + " characters");
       FomModel::Class entry{*row, step.parent, {}, place(step.node)};
       for (Node const node : step.node.children(memberTag))
          entry.members.push_back({*std::unique_ptr<FomMember>(record<FomMember>(node)), place(node)});

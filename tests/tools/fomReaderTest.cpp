@@ -250,7 +250,11 @@ TEST(Fom, BrokenDocumentsAreToldWithTheirLine)
    EXPECT_EQ(failureOf(model + "<objects>" + nested("<objectClass>", "</objectClass>", 10000) +
                        "</objects></objectModel>"),
              "model:2: classes are nested deeper than 100 levels");
+   EXPECT_EQ(failureOf(model + "<objects><objectClass><name>" + std::string(2001, 'a') +
+                       "</name></objectClass></objects></objectModel>"),
+             "model:2: the full name of a class is longer than 2000 characters");
    EXPECT_EQ(failureOf("(FED\n(objects"), "model:2: this list is not closed");
+   EXPECT_EQ(failureOf("(FED (Federation \"a\nb\"))\n)"), "model:3: text behind the end of the model");
    EXPECT_EQ(failureOf("(FED)\n)"), "model:2: text behind the end of the model");
    EXPECT_EQ(failureOf("(fed)"), "model:1: is no FED: it begins with \"fed\"");
    EXPECT_EQ(failureOf("(FED \"open"), "model:1: a quotation mark is not closed");
@@ -259,6 +263,19 @@ TEST(Fom, BrokenDocumentsAreToldWithTheirLine)
                        "<modelIdentification><name>&d;</name></modelIdentification></objectModel>"),
              "");
    EXPECT_THROW(readFom(theFomFolder, FomRules()), FomReadError);
+}
+
+TEST(Fom, SecondDefinitionsAreToldAndTheFirstStays)
+{
+   auto const model =
+      readFomText("model",
+                  "<objectModel xmlns=\"x\"><switches><autoProvide isEnabled=\"true\"/>\n"
+                  "<autoProvide isEnabled=\"false\"/></switches><notes>\n<note>"
+                  "<label>a</label></note>\n<note><label>a</label></note></notes></objectModel>",
+                  FomRules());
+   ASSERT_EQ(model->findings.size(), 2u);
+   EXPECT_EQ(model->findings[0].place + model->findings[1].place, "model:4model:2");
+   EXPECT_TRUE(model->autoProvide());
 }
 
 std::string checkText(std::string const & first, std::string const & second, FomRules const & rules)
@@ -304,6 +321,17 @@ TEST(Fom, FindingsNameBothDefinitions)
                    "one.xml:2: dataType \"HLAbyte\" against \"HLAoctet\""),
       std::string::npos);
    EXPECT_NE(lenient.find("one.xml:1: error: object classes: Root.a refers to the transportation \"Fast\""),
+             std::string::npos);
+   auto const records = [](char const * encoding)
+   {
+      return std::string("<objectModel xmlns=\"x\"><dataTypes><fixedRecordDataTypes>"
+                         "<fixedRecordData><name>A</name></fixedRecordData>\n"
+                         "<fixedRecordData><name>B</name><encoding>") +
+             encoding + "</encoding></fixedRecordData></fixedRecordDataTypes></dataTypes></objectModel>";
+   };
+   EXPECT_NE(checkText(records("x"), records("y"), FomRules())
+                .find("two.xml:2: warning: fixed record datatypes: \"B\" disagrees with its first definition "
+                      "at one.xml:2: encoding \"x\" against \"y\""),
              std::string::npos);
    EXPECT_NE(
       checkText(attribute("HLAbyte"), attribute("HLAoctet"), {false, false, true})
