@@ -5,6 +5,7 @@
 #include "tools/fomReport.h"
 #include "tools/fomWriter.h"
 
+#include <filesystem>
 #include <set>
 #include <sstream>
 
@@ -286,6 +287,26 @@ std::string checkText(std::string const & first, std::string const & second, Fom
    std::ostringstream out;
    printCheck(out, checkModules({"one.xml", "two.xml"}, modules, rules), modules.size());
    return out.str();
+}
+
+// What a fuzzer has found to lead somewhere new.
+TEST(Fom, HostileDocumentsAreReadOrRefused)
+{
+   std::size_t read = 0, refused = 0;
+   for (auto const & entry : std::filesystem::directory_iterator(theFomFolder + "corpus"))
+   {
+      std::ifstream file(entry.path(), std::ios::binary);
+      std::string const text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+      if (!failureOf(text).empty())
+      {
+         ++refused;
+         continue;
+      }
+      checkText(text, text, {true, true, true});
+      ++read;
+   }
+   EXPECT_GT(read, 0u);
+   EXPECT_GT(refused, 0u);
 }
 
 TEST(Fom, FindingsNameBothDefinitions)
