@@ -28,6 +28,7 @@
 #include "tslutil/inet/tslInetEndpoint.h"
 #include "tslutil/inet/tslInetResLoc.h"
 #include "tslutil/inet/tslInetSocket.h"
+#include "tslutil/inet/tslInetTcpSocket.h"
 #include "tslutil/inet/tslInetUdpSocket.h"
 #include "tslutil/system/tslDirectory.h"
 #include "tslutil/system/tslFilename.h"
