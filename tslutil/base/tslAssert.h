@@ -45,6 +45,8 @@ public:
    static AssertFunction getAssertFunction();
 
 protected:
+   /// What fatal() installs.
    static void defaultFatal(char const * file, char const * function, int line, char const * expression);
+   /// What warn() installs.
    static void defaultNonFatal(char const * file, char const * function, int line, char const * expression);
 };

@@ -18,7 +18,9 @@ public:
                DtException const * cause = nullptr);
    /// Keeps `message`, null for none, and a copy of `cause`. The location stays empty.
    explicit DtException(char const * message, DtException const * cause = nullptr);
+   /// A deep copy: the chain of causes too.
    DtException(DtException const & other);
+   /// The same.
    DtException & operator=(DtException const & other);
 
    // Virtual operations, in slot order.
@@ -66,8 +68,11 @@ typedef DtTemplatedException<1003> DtThreadCreationError;
 class TSLUTIL_EXPORT DtTslRtiMismatchException : public DtException
 {
 public:
+   /// Keeps `message`; without a location or a cause.
    explicit DtTslRtiMismatchException(char const * message);
+   /// A copy, as of any DtException.
    DtTslRtiMismatchException(DtTslRtiMismatchException const & other);
+   /// The same.
    DtTslRtiMismatchException & operator=(DtTslRtiMismatchException const & other);
    ~DtTslRtiMismatchException() override;
 };

@@ -11,6 +11,7 @@ public:
    DtListedObj();
    /// The copy claims the place of its source, which the list doesn't know of.
    DtListedObj(DtListedObj const & other);
+   /// The same.
    DtListedObj & operator=(DtListedObj const & other);
 
    /// Does not take the object off its list: that must be done before.
@@ -18,10 +19,12 @@ public:
 
    /// The data of the neighbouring item; null at the end of the list, and on no list.
    void * next() const;
+   /// The same, the other way.
    void * prev() const;
 
    /// The same, going on at the other end of the list; null only on no list or where there is no data.
    void * wrapNext() const;
+   /// The same, the other way.
    void * wrapPrev() const;
 
 private:
@@ -39,7 +42,9 @@ class TSLUTIL_EXPORT DtIntrusiveList : public DtList
 {
 public:
    DtIntrusiveList();
+   /// The same objects; their places go on naming the source.
    DtIntrusiveList(DtIntrusiveList const & other);
+   /// The same objects; their places move to this list.
    DtIntrusiveList & operator=(DtIntrusiveList const & other);
 
    // Virtual operations, in slot order.

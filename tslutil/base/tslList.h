@@ -11,19 +11,23 @@ class TSLUTIL_EXPORT DtListItem
 public:
    /// Copies all three fields: the copy names the same neighbours, which don't know of it.
    DtListItem(DtListItem const & other);
+   /// The same.
    DtListItem & operator=(DtListItem const & other);
 
    virtual ~DtListItem();
 
    /// The neighbours; null at the ends.
    DtListItem * next() const { return myNext; }
+   /// The one before.
    DtListItem * prev() const { return myPrev; }
 
    /// The value.
    void * data() const { return myData; }
 
    // Items come and go often: a thread uses those that it deleted again.
+   /// Takes an item that this thread has deleted, or memory.
    static void * operator new(std::size_t size);
+   /// Keeps the item for this thread to use again.
    static void operator delete(void * memory, std::size_t size) noexcept;
 
 protected:
@@ -70,6 +74,7 @@ public:
    DtListItem * addToStart(void * data);
    /// Inserts at the end, as add does. Returns the new item.
    DtListItem * addToEnd(void * data);
+   /// addToEnd() by its short name.
    DtListItem * add(void * data);
 
    /// Deletes an item of this list and returns its data; null does nothing and gives null.
@@ -79,6 +84,7 @@ public:
 
    /// The ends; null if the list is empty.
    DtListItem * first() const { return myFirst; }
+   /// The last item.
    DtListItem * last() const { return myLast; }
 
    /// The number of insertions less the number of removals.

@@ -56,10 +56,15 @@ public:
    virtual DtString * clone() const;
    /// The six comparisons go byte by byte as unsigned values; each is false with a null argument, also `!=`.
    virtual bool operator<(char const * text) const;
+   /// Greater.
    virtual bool operator>(char const * text) const;
+   /// Equal.
    virtual bool operator==(char const * text) const;
+   /// Unequal; false with a null argument too, which is meant.
    virtual bool operator!=(char const * text) const;
+   /// Less or equal.
    virtual bool operator<=(char const * text) const;
+   /// Greater or equal.
    virtual bool operator>=(char const * text) const;
    /// Whether the texts are equal but for upper and lower case.
    virtual bool caseCompare(DtString const & other) const;
@@ -73,6 +78,7 @@ public:
    virtual DtString & operator+=(char const * text);
    /// The byte at an index, which is not checked.
    virtual char const & operator[](int index) const;
+   /// The same, to be written.
    virtual char & operator[](int index);
    /// Removes all up to and including a `c`: the last one if `last`, else the first. Returns whether the text
    /// changed; it does not if `c` is NUL or absent.
@@ -100,6 +106,7 @@ public:
    virtual bool toBoolean(bool * ok = nullptr) const;
    /// Changes the letters in place, as the C locale in force has it.
    virtual void toUpper();
+   /// The same, to lower case.
    virtual void toLower();
    /// The index of the first `c`, or -1. The NUL is found at the end.
    virtual int findChar(char c) const;
@@ -113,11 +120,13 @@ public:
    virtual int count(char c) const;
    /// The number of characters.
    virtual int length() const;
+   /// The same as length().
    virtual int size() const;
    /// A copy of the text.
    virtual std::string stdString() const;
    /// The storage, valid until the text grows.
    virtual char const * string() const;
+   /// The same as string().
    virtual char const * c_str() const;
    /// Whether there is no text.
    virtual bool isEmpty() const;
@@ -132,6 +141,7 @@ public:
 
    /// Two distinct empty strings that live until the process ends. What equals them is "null".
    static DtString const & nullString();
+   /// The other of the two.
    static DtString const & nullId();
 
 protected:

@@ -10,8 +10,10 @@ class DtU128
 public:
    /// Leaves both words unset.
    DtU128() = default;
+   /// A number that fits the low word.
    DtU128(std::uint64_t number) : high(0), low(number) {}
 
+   /// Adds 1; the largest number wraps to 0.
    DtU128 & operator++()
    {
       if (++low == 0)
@@ -19,6 +21,7 @@ public:
       return *this;
    }
 
+   /// The same; the result is the number before.
    DtU128 operator++(int)
    {
       DtU128 const old(*this);
@@ -26,6 +29,7 @@ public:
       return old;
    }
 
+   /// Takes 1 off; 0 wraps to the largest number.
    DtU128 & operator--()
    {
       if (low-- == 0)
@@ -33,6 +37,7 @@ public:
       return *this;
    }
 
+   /// The same; the result is the number before.
    DtU128 operator--(int)
    {
       DtU128 const old(*this);
@@ -40,6 +45,8 @@ public:
       return old;
    }
 
+   /// The upper 64 bits.
    std::uint64_t high;
+   /// The lower 64 bits.
    std::uint64_t low;
 };

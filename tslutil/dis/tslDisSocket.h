@@ -34,15 +34,21 @@ public:
    /// The first 12 bytes of a PDU, as they lie on the wire.
    struct DtDisSocketPduHeader
    {
+      /// The version of the protocol: 5 IEEE 1278.1-1995, 6 1278.1A-1998, 7 1278.1-2012.
       unsigned char protocolVersion;
+      /// The exercise that the PDU belongs to.
       unsigned char exerciseId;
+      /// The kind of PDU.
       unsigned char pduType;
+      /// The family of kinds.
       unsigned char protocolFamily;
+      /// When the data held, in units of an hour / 2^31; bit 0 tells absolute time.
       DtNetU32 timestamp;
       /// The size of the PDU in bytes, this header included.
       DtNetU16 length;
       /// From version 7 on: bit 0x08 tells that an Attribute PDU follows, coupled to this one.
       unsigned char pduStatus;
+      /// Not read.
       unsigned char padding;
    };
 
@@ -103,34 +109,44 @@ public:
    /// False, and nothing is added, if the family differs from that of the destination. Adding one twice adds
    /// it once.
    virtual bool addDestination(DtInetEndpoint const & destination);
+   /// Takes an additional destination off; one that was not added is passed over.
    virtual void removeDestination(DtInetEndpoint const & destination);
    /// Joins the send socket to a group, on `device` if it is multicast capable, else on the default device.
    /// The receive socket is not touched: joinMulticastGroup() does that.
    virtual bool sendSockJoinMulticastGroup(DtInetEndpoint const & group, DtInetDevice * device);
+   /// The same by the address of the group.
    virtual bool sendSockJoinMulticastGroup(DtInetAddr const & group, DtInetDevice * device);
+   /// Takes the send socket out of a group, by the same rules.
    virtual bool sendSockDropMulticastGroup(DtInetEndpoint const & group, DtInetDevice * device);
+   /// The same by the address of the group.
    virtual bool sendSockDropMulticastGroup(DtInetAddr const & group, DtInetDevice * device);
    /// Bundles PDUs into datagrams of up to `maxSize` bytes; 0 turns bundling off and leaves bundles to be
    /// flushed. The other arguments have no effect: a bundle has no time limit.
    virtual void setBundling(int maxSize, int unused1, int unused2, bool unused3);
    /// Stores the size, without turning bundling on or off. Always true.
    virtual bool setMaxBundleSize(int maxSize);
+   /// The largest size of a bundle in bytes; 0 or less while bundling is off.
    virtual int getMaxBundleSize();
    /// Whether the largest size is greater than 0.
    virtual bool isBundling();
    /// The smallest size in bytes of a datagram that is not dropped, and of a PDU in a bundle; 12 at first.
    virtual void setMinPacketSize(int bytes);
+   /// The smallest size, as set.
    virtual int minPacketSize();
    /// Each PDU that is bundled begins at a multiple of this, a power of two; 8 at first. 0 or 1 for none.
    virtual void setBundleByteAlignment(unsigned long alignment);
+   /// The alignment of PDUs in bundles that are sent.
    virtual unsigned long sendBundleByteAlignment();
    /// The alignment of PDUs in received bundles: 0 below version 7, 8 from there on.
    virtual unsigned long receiveBundleByteAlignment(int version);
    /// The tests that a PDU must pass to be delivered, in the order version, exercise, kind, address. They
    /// belong to the socket. That of the address reads nothing: its operator alone passes or refuses all.
    virtual DtPduFilterTest * exerciseId();
+   /// The test of the version.
    virtual DtPduFilterTest * protocolVersion();
+   /// The test of the kind.
    virtual DtPduFilterTest * pduKind();
+   /// The test of the address.
    virtual DtPduFilterTest * ipAddr();
    /// The address and port that the send socket is bound to.
    virtual DtInetEndpoint & localSenderEndpoint();
@@ -176,20 +192,26 @@ protected:
 
    // The callbacks themselves. Each runs the virtual operation of its name on `socket`.
 
+   /// Bundles what is to be sent.
    static int addToBundle(DtInetSocket * socket, int count, DtInetSockChain & chain, DtInetEndpoint & to,
                           void * data);
    /// For an application to install: flushes the bundle for `to`. -1 if that failed; else a count below 1
    /// stays as it is, and a larger one becomes the size of the chain.
    static int flushBundle(DtInetSocket * socket, int count, DtInetSockChain & chain, DtInetEndpoint & to,
                           void * data);
+   /// Takes bundles apart.
    static int unbundle(DtInetSocket * socket, int count, DtInetSockChain & chain, DtInetEndpoint & from,
                        void * status);
+   /// Serves queued PDUs.
    static int getNextBundle(DtInetSocket * socket, int count, DtInetSockChain & chain, DtInetEndpoint & from,
                             void * status);
+   /// Drops own datagrams.
    static int suppressSelfReflect(DtInetSocket * socket, int count, DtInetSockChain & chain,
                                   DtInetEndpoint & from, void * status);
+   /// Filters PDUs.
    static int filterExercisePdus(DtInetSocket * socket, int count, DtInetSockChain & chain,
                                  DtInetEndpoint & from, void * status);
+   /// Drops what is too short.
    static int minSizeFilter(DtInetSocket * socket, int count, DtInetSockChain & chain, DtInetEndpoint & from,
                             void * status);
 

@@ -32,6 +32,7 @@ public:
    DtPduFilterTest();
    /// Copies the operator and the list.
    DtPduFilterTest(DtPduFilterTest const & other);
+   /// The same.
    DtPduFilterTest & operator=(DtPduFilterTest const & other);
 
    // Virtual operations, in slot order.
@@ -50,12 +51,15 @@ public:
    virtual bool evalTest(void * data, int offset, DtPduFilterType type);
 
 protected:
+   /// Empties the list.
    virtual void clearList();
 
 public:
    /// The same operations with one value.
    void setTest(DtPduTestOperator op, unsigned long value);
+   /// Adds one value.
    void extendTest(unsigned long value);
+   /// Removes one value.
    void reduceTest(unsigned long value);
 
    /// From here on everything passes.

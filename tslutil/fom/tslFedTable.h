@@ -15,18 +15,24 @@ struct DtFedNameOrder
 {
    typedef void is_transparent; ///< look-ups by name need no record
 
+   /// Orders two records.
+   /// Orders two records.
    template<class Record>
    bool operator()(boost::shared_ptr<Record> const & left, boost::shared_ptr<Record> const & right) const
    {
       return left->name < right->name;
    }
 
+   /// Orders a record and a name.
+   /// Orders a record and a name.
    template<class Record>
    bool operator()(boost::shared_ptr<Record> const & left, DtString const & right) const
    {
       return left->name < right;
    }
 
+   /// Orders a name and a record.
+   /// Orders a name and a record.
    template<class Record>
    bool operator()(DtString const & left, boost::shared_ptr<Record> const & right) const
    {

@@ -463,55 +463,96 @@ public:
    static void setDefaultAutomaticResignAction(DtResignAction value);
 
 protected:
+   /// The initial autoProvide.
    static bool theDefaultAutoProvide;
+   /// The initial conveyRegionDesignatorSets.
    static bool theDefaultConveyRegionDesignatorSets;
+   /// The initial conveyProducingFederate.
    static bool theDefaultConveyProducingFederate;
+   /// The initial attributeScopeAdvisory.
    static bool theDefaultAttributeScopeAdvisory;
+   /// The initial attributeRelevanceAdvisory.
    static bool theDefaultAttributeRelevanceAdvisory;
+   /// The initial objectClassRelevanceAdvisory.
    static bool theDefaultObjectClassRelevanceAdvisory;
+   /// The initial interactionRelevanceAdvisory.
    static bool theDefaultInteractionRelevanceAdvisory;
+   /// The initial serviceReporting.
    static bool theDefaultServiceReporting;
+   /// The initial exceptionReporting.
    static bool theDefaultExceptionReporting;
+   /// The initial resign action.
    static DtResignAction theDefaultAutomaticResignAction;
 
+   /// The kind of object model.
    DtFomType myFomType = DtFomInvalid;
+   /// The texts that identify the modules, one behind the other.
    DtString modelIdentification{0};
+   /// The switch autoProvide.
    bool myAutoProvide = theDefaultAutoProvide;
+   /// The switch conveyRegionDesignatorSets.
    bool myConveyRegionDesignatorSets = theDefaultConveyRegionDesignatorSets;
+   /// The switch conveyProducingFederate.
    bool myConveyProducingFederate = theDefaultConveyProducingFederate;
+   /// The switch attributeScopeAdvisory.
    bool myAttributeScopeAdvisory = theDefaultAttributeScopeAdvisory;
+   /// The switch attributeRelevanceAdvisory.
    bool myAttributeRelevanceAdvisory = theDefaultAttributeRelevanceAdvisory;
+   /// The switch objectClassRelevanceAdvisory.
    bool myObjectClassRelevanceAdvisory = theDefaultObjectClassRelevanceAdvisory;
+   /// The switch interactionRelevanceAdvisory.
    bool myInteractionRelevanceAdvisory = theDefaultInteractionRelevanceAdvisory;
+   /// The switch serviceReporting.
    bool myServiceReporting = theDefaultServiceReporting;
+   /// The switch exceptionReporting.
    bool myExceptionReporting = theDefaultExceptionReporting;
-   bool myDelaySubscriptionEvaluation = false; // has no class default
+   /// The switch delaySubscriptionEvaluation. It has no class default.
+   bool myDelaySubscriptionEvaluation = false;
+   /// The resign action.
    DtResignAction myAutomaticResignAction = theDefaultAutomaticResignAction;
    bool compareSemantics = false; ///< whether merges compare semantics texts; a subclass sets it
    bool strictSwitches = false;   ///< whether missing switches fail the check; a subclass sets it
 
    // These two are not ordered by content: equal rows may stand in them, in any order.
+   /// The time representations.
    std::set<boost::shared_ptr<DtTimeType>> timeTypes;
+   /// The user-supplied tags.
    std::set<boost::shared_ptr<DtUserSuppliedTagsType>> userDefinedTags;
 
+   /// The synchronization points.
    DtFedNamedTable<DtSynchronizationPointsType> syncPoints;
+   /// The transportation types.
    DtFedNamedTable<DtTransportationType> transportTypes;
+   /// The update rates.
    DtFedNamedTable<DtUpdateRateType> updateRates;
+   /// The notes.
    DtFedNamedTable<DtNotesType> notes;
+   /// The switches of the modules by name, on or off.
    std::map<DtString, bool> switches;
+   /// The basic data representations.
    DtFedNamedTable<DtBasicDataRepresentationType> basicDataRepresentations;
+   /// The simple datatypes.
    DtFedNamedTable<DtSimpleDatatypeType> simpleDatatypes;
+   /// The enumerated datatypes.
    DtFedNamedTable<DtEnumeratedDatatypeType> enumeratedDatatypes;
+   /// The array datatypes.
    DtFedNamedTable<DtArrayDatatypeType> arrayDatatypes;
+   /// The fixed record datatypes.
    DtFedNamedTable<DtFixedRecordDatatypeType> fixedRecordDatatypes;
+   /// The variant record datatypes.
    DtFedNamedTable<DtVariantRecordDatatypeType> variantRecordDatatypes;
 
+   /// What lastError() answers.
    DtString myLastError;
    bool merging = false; ///< true while mergeTarget runs, for a subclass's overrides to read
 
+   /// Dimensions that attributes name and no module has defined yet.
    UnresolvedPairs unresolvedAttributeDimensions;
+   /// The same of interactions.
    UnresolvedTexts unresolvedInteractionDimensions;
+   /// Transportation types that attributes name and no module has defined yet.
    UnresolvedPairs unresolvedAttributeTransportation;
+   /// The same of interactions.
    UnresolvedTexts unresolvedInteractionTransportation;
 
 private:

@@ -58,6 +58,7 @@ public:
    /// `maskOrPrefix` is read by DtInetUtils::convertStringToPrefixLen: a dotted mask works, a plain prefix
    /// length has no effect. Either may be null.
    DtInetAddr(char const * address, char const * maskOrPrefix = nullptr);
+   /// The same of two strings.
    DtInetAddr(DtString const & address, DtString const & maskOrPrefix);
 
    /// Copies all but the addresses that getBroadcastAddr() and getLoopbackAddr() have made.
@@ -79,7 +80,9 @@ public:
    virtual DtString toDtString(bool flag = false) const;
    /// The family that the address has; isIPv4() and isIPv6() ask for one.
    virtual DtInetUtils::DtInetAddrFamily family() const;
+   /// Whether it is an IPv4 address.
    virtual bool isIPv4() const;
+   /// Whether it is an IPv6 address.
    virtual bool isIPv6() const;
    /// IPv4: sets the netmask (host order) and the prefix length that follows from it. IPv6: does nothing.
    virtual void setNetmask(unsigned long netmask);
@@ -121,6 +124,7 @@ public:
    virtual DtInetIpv6Scope scope() const;
    /// The `boost::asio::ip::address` in this object. Whoever writes it leaves the classification as it was.
    virtual void const * boostAddress() const;
+   /// The same, to be written.
    virtual void * boostAddress();
 
 private:

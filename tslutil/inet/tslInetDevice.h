@@ -51,6 +51,7 @@ public:
 
    /// A deep copy, addresses and lists included.
    DtInetDevice(DtInetDevice const & other);
+   /// The same.
    DtInetDevice & operator=(DtInetDevice const & other);
 
    /// The interface to use for a broadcast or multicast address, as a new device that the caller deletes;
@@ -67,10 +68,13 @@ public:
    virtual DtInetAddr * addr() const;
    /// The IPv6 broadcast address if the device was made for family 6, otherwise the IPv4 one.
    virtual DtInetAddr * broadcastAddr() const;
+   /// The IPv4 address.
    virtual DtInetAddr * ipv4Addr() const;
    /// The IPv4 netmask, as an address value.
    virtual DtInetAddr * ipv4Netmask() const;
+   /// The broadcast address, by address and netmask.
    virtual DtInetAddr * ipv4BroadcastAddr() const;
+   /// The IPv6 address.
    virtual DtInetAddr * ipv6Addr() const;
    /// The interface's own anycast address, or else the all-nodes group that it is in.
    virtual DtInetAddr * ipv6BroadcastAddr() const;
@@ -78,6 +82,7 @@ public:
    virtual std::uint32_t macAddr(unsigned char (&bytes)[8]) const;
    /// The hardware address as "00-11-22-33-44-55"; empty if there is none.
    virtual DtString const & macAddrString() const;
+   /// The kind of link.
    virtual DtInetIfLinkType type() const;
    /// The largest packet of the link in bytes.
    virtual std::uint32_t mtu() const;
@@ -87,11 +92,15 @@ public:
    virtual DtInetIpv6Scope linkScope() const;
    /// Whether the link state is 1. isActive() is the same test.
    virtual bool isUp() const;
+   /// The same as isUp().
    virtual bool isActive() const;
    /// True if the interface has an IPv4 address, and for no other reason.
    virtual bool isBroadcastCapable() const;
+   /// Whether groups can be joined on the interface.
    virtual bool isMulticastCapable() const;
+   /// Whether there is an IPv4 address.
    virtual bool hasIpv4Addr() const;
+   /// Whether there is an IPv6 address.
    virtual bool hasIpv6Addr() const;
    /// The system's number of the interface, from 1; 0 for a device that was not found.
    virtual std::uint32_t interfaceIndex() const;
@@ -109,27 +118,47 @@ protected:
    virtual void scanDeviceByName(DtString const & name);
 
    // An address that is there is handed out by const operations as a pointer to it.
+   /// The system's name of the interface.
    DtString name;
+   /// The hardware address.
    unsigned char macBytes[8] = {};
+   /// How many bytes of it count.
    std::uint32_t macLength = 0;
+   /// Its text.
    DtString macText;
+   /// The IPv4 address.
    mutable std::optional<DtInetAddr> ipv4Address;
+   /// The netmask as an address.
    mutable std::optional<DtInetAddr> ipv4Mask;
+   /// The IPv6 address.
    mutable std::optional<DtInetAddr> ipv6Address;
+   /// The scope of the IPv6 address.
    DtInetIpv6Scope scope = DtInetIpv6ScopeLink;
+   /// See isBroadcastCapable().
    bool broadcastCapable = false;
+   /// See ipv4BroadcastAddr().
    mutable std::optional<DtInetAddr> ipv4Broadcast;
+   /// See ipv6BroadcastAddr().
    mutable std::optional<DtInetAddr> ipv6Broadcast;
+   /// The family that the device was made for.
    DtInetUtils::DtInetAddrFamily family = DtInetUtils::DtInetFamilyIpv4;
+   /// See isMulticastCapable().
    bool multicastCapable = false;
    /// The groups that the interface is in.
    std::vector<DtInetAddr> ipv4Groups;
+   /// The same of IPv6.
    std::vector<DtInetAddr> ipv6Groups;
+   /// See mtu().
    std::uint32_t maxTransmissionUnit = 1500;
+   /// See linkState().
    std::uint32_t state = 4;
+   /// See type().
    DtInetIfLinkType linkType = DtInetIfOther;
+   /// See interfaceIndex().
    std::uint32_t index = 0;
+   /// Whether isOk() is false.
    bool hasError = false;
+   /// Why.
    DtString lastError;
    /// Read by nothing.
    std::uint32_t spareNumbers[2] = {448, 3};
@@ -178,6 +207,7 @@ TSLUTIL_EXPORT DtString getLocalHostname();
 /// the start. A new value holds for sockets opened later. It has no bounds; users of it clamp it to what they
 /// need. From any thread.
 TSLUTIL_EXPORT int getMaxPacketBufferSize();
+/// Sets that size, from any thread.
 TSLUTIL_EXPORT void setMaxPacketBufferSize(int bytes);
 
 /// Reads the machine's adapters, with their IPv4 addresses for `family` 4, their IPv6 addresses for 6, both

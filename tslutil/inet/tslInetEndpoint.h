@@ -53,20 +53,27 @@ public:
                            DtInetUtils::DtInetAddrFamily family);
    /// Without a protocol a text that was asked for once stays as it is, on purpose; the same with setPort().
    virtual void setAddress(DtInetAddr const & address);
+   /// The address.
    virtual DtInetAddr const & address() const;
+   /// Sets the port.
    virtual void setPort(unsigned short port);
    /// The port in host order; 0 stands for any.
    virtual unsigned short port() const;
    /// Sets the protocol and makes the Boost endpoint that goes with it.
    virtual void setProtocol(DtInetProtocol protocol);
+   /// The protocol.
    virtual DtInetProtocol protocol() const;
+   /// The family of the address.
    virtual DtInetUtils::DtInetAddrFamily family() const;
    /// Sets all three at once.
    virtual void setEndpoint(DtInetProtocol protocol, DtInetAddr const & address, unsigned short port);
    /// What the address and the protocol are.
    virtual bool isIPv4() const;
+   /// Whether the address is IPv6.
    virtual bool isIPv6() const;
+   /// Whether the protocol is TCP.
    virtual bool isTcp() const;
+   /// Whether the protocol is UDP.
    virtual bool isUdp() const;
    /// Fills family, address, scope and port from an IPv6 endpoint and answers 0; -1, and writes nothing, for
    /// any other.
@@ -84,6 +91,7 @@ public:
    /// The `boost::asio::ip::tcp::endpoint`; null unless the protocol is TCP. Valid until the endpoint
    /// changes, and must not be written. The same with udpEndpoint().
    virtual void * tcpEndpoint();
+   /// The same for UDP.
    virtual void * udpEndpoint();
 
 protected:

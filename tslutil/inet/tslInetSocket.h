@@ -147,7 +147,9 @@ struct DtInetSocketProcessingCbInfo
 {
    /// Null once it was removed from inside a callback, until the run of callbacks is over.
    DtInetSocketProcessingCb callback;
+   /// What a send callback is given.
    void * userData;
+   /// Its place; ascending, negative ones last.
    int priority;
 };
 
@@ -172,34 +174,49 @@ public:
    virtual ~DtInetSocket();
    /// Sets the default peer.
    virtual bool setDestination(DtInetEndpoint const & destination) = 0;
+   /// The default peer.
    virtual DtInetEndpoint const & destination() const;
+   /// The endpoint that the socket is bound to, or is to be.
    virtual DtInetEndpoint const & localEndpoint() const;
    /// Sets the port of the local endpoint, in any state; a bound socket stays where it is. Always true.
    virtual bool setLocalPort(unsigned short port);
+   /// The port of the local endpoint.
    virtual unsigned short localPort() const;
    /// Copies the device that the socket is to use, null for none.
    virtual bool bindToDevice(DtInetDevice const * device) = 0;
    /// The socket's copy of its device, or null.
    virtual DtInetDevice * hostIf() const;
+   /// Makes and binds the system's socket. True at once if it is open.
    virtual bool openSocket() = 0;
+   /// Closes it.
    virtual bool closeSocket() = 0;
+   /// Connects it to the default peer.
    virtual bool connectToDestination() = 0;
    /// The sends answer the number of bytes, or -1. The flat ones run no callbacks, whatever `flags` says.
    virtual int send(char * data, std::size_t size, unsigned long flags = 0) = 0;
+   /// Sends to `to`.
    virtual int sendTo(char * data, std::size_t size, DtInetEndpoint & to, unsigned long flags = 0) = 0;
+   /// Sends a chain to the default peer, with the send callbacks.
    virtual int sendChain(DtInetSockChain & chain, unsigned long flags = 0) = 0;
+   /// Sends a chain to `to`, with the send callbacks.
    virtual int sendChainTo(DtInetSockChain & chain, DtInetEndpoint & to, unsigned long flags = 0) = 0;
+   /// The receives answer the number of bytes or a status. The flat ones of UDP and TCP run no callbacks.
    virtual DtInetSockRcvStatus recv(char * data, std::size_t size, unsigned long flags = 0) = 0;
+   /// Receives into a chain, with the receive callbacks.
    virtual DtInetSockRcvStatus recvToChain(DtInetSockChain & chain, unsigned long flags = 0) = 0;
+   /// Receives and tells the sender in `from`.
    virtual DtInetSockRcvStatus recvFrom(char * data, std::size_t size, DtInetEndpoint & from,
                                         unsigned long flags = 0) = 0;
+   /// Receives into a chain and tells the sender, with the receive callbacks.
    virtual DtInetSockRcvStatus recvToChainFrom(DtInetSockChain & chain, DtInetEndpoint & from,
                                                unsigned long flags = 0) = 0;
+   /// The state.
    virtual DtInetSockState state();
    /// Whether the socket works: here, whether its state is above 0.
    virtual bool isOk();
    /// The protocol of the local endpoint; family() and the four tests isIPv4() to isUdp() read it likewise.
    virtual DtInetProtocol protocol() const;
+   /// The family of the local endpoint.
    virtual DtInetUtils::DtInetAddrFamily family() const;
    /// The system's socket as a number; all bits set if none is open.
    virtual unsigned int descriptor() const = 0;
@@ -210,30 +227,47 @@ public:
                           DtInetDevice * device = nullptr, unsigned long flags = DtInetSockFlagsDefault) = 0;
    // The setters answer false on a closed socket and record nothing then. A failing one moves to the error
    // state. Sizes are in bytes and cut to the range of an int.
+   /// Whether calls answer at once in place of waiting.
    virtual bool setNonBlockingOption(bool on) = 0;
+   /// Whether other sockets may be bound to the same port.
    virtual bool setReuseAddressOption(bool on) = 0;
+   /// The size of the system's send buffer.
    virtual bool setSendBufferSize(unsigned long bytes) = 0;
+   /// The size of the system's receive buffer.
    virtual bool setReceiveBufferSize(unsigned long bytes) = 0;
+   /// Whether to send to directly connected hosts only.
    virtual bool setDoNotRouteOption(bool on) = 0;
    /// Linux refuses it: an ordinary failure.
    virtual bool setSendLowWatermark(unsigned long bytes) = 0;
+   /// How many bytes make the socket readable.
    virtual bool setReceiveLowWatermark(unsigned long bytes) = 0;
+   /// Whether calls answer at once.
    virtual bool isNonBlocking() const;
    /// The no-delay field, false at first whatever the default flags say.
    virtual bool isNoDelay() const;
    // The getters answer 0 or false on a closed socket and record nothing then. A failing one moves to the
    // error state.
+   /// Whether the port may be shared.
    virtual bool getReuseAddressOption() = 0;
+   /// Whether only directly connected hosts are sent to.
    virtual bool getDoNotRouteOption() = 0;
+   /// The size of the send buffer.
    virtual unsigned long getSendBufferSize() = 0;
+   /// The size of the receive buffer.
    virtual unsigned long getReceiveBufferSize() = 0;
    /// How many bytes a receive could get at once; of a UDP socket on Linux, the size of the next datagram.
    virtual unsigned long getBytesAvailable() = 0;
+   /// The low watermark of sending.
    virtual unsigned long getSendLowWatermark() = 0;
+   /// The low watermark of receiving.
    virtual unsigned long getReceiveLowWatermark() = 0;
+   /// Whether the local endpoint is IPv4.
    virtual bool isIPv4() const;
+   /// Whether it is IPv6.
    virtual bool isIPv6() const;
+   /// Whether its protocol is TCP.
    virtual bool isTcp() const;
+   /// Whether its protocol is UDP.
    virtual bool isUdp() const;
    /// The code of the last error; 0 for none.
    virtual int getLastError();
@@ -245,10 +279,15 @@ public:
    virtual void clearError();
    /// How the peer ended a TCP connection: the code, 0 if it didn't, and the text.
    virtual int getTerminationCode();
+   /// The text of that.
    virtual DtString getTerminationString();
+   /// Bytes sent since the counters were cleared.
    virtual std::uint64_t totalBytesSent() const;
+   /// Sends since then.
    virtual std::uint64_t totalPacketsSent() const;
+   /// Bytes received since then.
    virtual std::uint64_t totalBytesReceived() const;
+   /// Receives since then.
    virtual std::uint64_t totalPacketsReceived() const;
    /// Sets the four counters to 0.
    virtual void clearStats();
@@ -270,8 +309,11 @@ protected:
    /// What a failing operation answers: false, -1 or DtInetSockRcvFailed, by the operation's result.
    struct Failure
    {
+      /// False.
       operator bool() const { return false; }
+      /// -1.
       operator int() const { return -1; }
+      /// DtInetSockRcvFailed.
       operator DtInetSockRcvStatus() const { return DtInetSockRcvFailed; }
    };
 
@@ -286,6 +328,7 @@ protected:
       ++myTotalPacketsSent;
       myTotalBytesSent += static_cast<std::uint64_t>(bytes);
    }
+   /// The same of receives.
    void countReceived(int bytes)
    {
       ++myTotalPacketsReceived;
@@ -295,25 +338,41 @@ protected:
    /// The table of a type from 0 to 3.
    DtInetSockCallbackTable & callbacks(DtInetSockProcessingType type) { return myCallbacks[type]; }
 
+   /// See localEndpoint().
    DtInetEndpoint myLocalEndpoint;
+   /// See destination().
    DtInetEndpoint myDestination;
+   /// See hostIf().
    std::unique_ptr<DtInetDevice> myHostInterface;
+   /// See state().
    DtInetSockState myState;
+   /// See flags().
    unsigned long myFlags;
    /// Whether some thread besides the caller's may touch the socket.
    bool myLockNeeded;
+   /// See isNonBlocking().
    bool myNonBlocking;
+   /// See isNoDelay().
    bool myNoDelay;
    /// The constructor's request to open at once.
    bool myOpenNow;
+   /// See getLastError().
    int myLastError;
+   /// See getLastErrorString().
    DtString myLastErrorText;
+   /// See getTerminationCode().
    int myTerminationCode;
+   /// See getTerminationString().
    DtString myTerminationText;
+   /// The callbacks by their type.
    DtInetSockCallbackTable myCallbacks[4];
+   /// See totalBytesSent().
    std::uint64_t myTotalBytesSent;
+   /// See totalPacketsSent().
    std::uint64_t myTotalPacketsSent;
+   /// See totalBytesReceived().
    std::uint64_t myTotalBytesReceived;
+   /// See totalPacketsReceived().
    std::uint64_t myTotalPacketsReceived;
 
 private:

@@ -96,26 +96,31 @@ public:
 
    /// Ends the connection of a connected socket. The state stays, and send() still goes to the destination.
    virtual bool disconnect();
+   /// Whether broadcasts may be sent.
    virtual bool setBroadcastOption(bool on);
    /// The device that multicast leaves by; null, and one that isn't multicast capable, stand for the default
    /// multicast device. False if there is none.
    virtual bool setMcastDevice(DtInetDevice * device);
    /// The same by the device's address. An address that isn't IPv4 answers true and changes nothing.
    virtual bool setMcastDevice(DtInetAddr const & interfaceAddress);
+   /// Whether they may.
    virtual bool getBroadcastOption();
    /// Joins a group on `device` if that is multicast capable, else on the first device that is; joining again
    /// answers true and changes nothing. Linux lets a socket join 20 IPv4 groups; the next one fails, 10055.
    virtual bool joinMulticastGroup(DtInetEndpoint const & group, DtInetDevice * device);
+   /// The same by the address of the group.
    virtual bool joinMulticastGroup(DtInetAddr const & group, DtInetDevice * device);
    /// Leaves a group. Not the mirror of the join, on purpose: a multicast capable `device` is refused, so
    /// that it is only left on the first such device. False, without an error, if it wasn't joined there.
    virtual bool dropMulticastGroup(DtInetEndpoint const & group, DtInetDevice * device);
+   /// The same by the address of the group.
    virtual bool dropMulticastGroup(DtInetAddr const & group, DtInetDevice * device);
    /// How many routers what is sent to a group may cross. Throws std::out_of_range for more than 255.
    virtual bool setMcastTtlOption(unsigned long ttl);
    /// The socket that is sent to, and the one that is received from, as `boost::asio::ip::udp::socket`: the
    /// same object, and the socket's own. It may be closed already.
    virtual void * udpSocket();
+   /// The one that is received from.
    virtual void * secondUdpSocket();
 
 protected:

@@ -11,8 +11,11 @@ class TSLUTIL_EXPORT DtFilename : public DtString
 public:
    /// An empty name.
    DtFilename();
+   /// Copies the name as it stands; null is empty.
    DtFilename(char const * name);
+   /// A copy.
    DtFilename(DtFilename const & other);
+   /// The same.
    DtFilename & operator=(DtFilename const & other);
 
    // Virtual operations, in slot order.
@@ -58,7 +61,9 @@ public:
 
    /// Copies, stripped. Unlike the operation on the object, stripPath returns "/name" unchanged.
    static DtFilename stripExtension(DtFilename const & name);
+   /// A copy without its last part.
    static DtFilename stripFilename(DtFilename const & name);
+   /// A copy without its directory.
    static DtFilename stripPath(DtFilename const & name);
 
    /// The character between the parts of a path.
@@ -68,6 +73,7 @@ public:
    static DtFilename const & nullFilename();
 
 protected:
+   /// What separator() answers.
    static char const theSeparator;
 
    /// Turns each "/" into the separator.

@@ -26,7 +26,9 @@ public:
 
 protected:
    // Locks are not copied: the copy is no lock, and assignment leaves both as they are.
+   /// A new lock, held by nobody.
    DtMutex(DtMutex const &);
+   /// Changes nothing.
    DtMutex & operator=(DtMutex const &);
 
 private:

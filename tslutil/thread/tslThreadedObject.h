@@ -29,6 +29,7 @@ public:
    DtRunnable();
    /// Copies which flag is looked at.
    DtRunnable(DtRunnable const & other);
+   /// The same.
    DtRunnable & operator=(DtRunnable const & other);
 
    // Virtual operations, in slot order.
@@ -66,7 +67,9 @@ public:
    /// Executes `function` with `data` and the flag that asks it to end. Other threads write the flag: it is
    /// to be read afresh each time.
    DtThreadStart(void (*function)(void *, bool volatile *), void * data);
+   /// Executes the same.
    DtThreadStart(DtThreadStart const & other) = default;
+   /// The same.
    DtThreadStart & operator=(DtThreadStart const & other);
 
    /// Runs the body on the calling thread.
@@ -151,6 +154,7 @@ class TSLUTIL_EXPORT DtThreadedObject
 public:
    /// Without a runnable.
    DtThreadedObject();
+   /// Holds `runnable`; starts nothing.
    explicit DtThreadedObject(boost::shared_ptr<DtRunnable> runnable);
    DtThreadedObject(DtThreadedObject const &) = delete;
    DtThreadedObject & operator=(DtThreadedObject const &) = delete;
@@ -173,6 +177,7 @@ public:
 
    /// Replaces the runnable. Throws DtThreadAlreadyRunning if running, DtInvalidInput on null.
    void setRunnableObject(boost::shared_ptr<DtRunnable> runnable);
+   /// The runnable, or null.
    boost::shared_ptr<DtRunnable> runnableObject() const;
 
    /// Whether start was called and neither stop nor join since; stays true after the body has returned.

@@ -12,7 +12,9 @@
 class TSLUTIL_EXPORT DtClock
 {
 public:
+   /// Seconds in an hour.
    static constexpr double hour2sec = 3600.0;
+   /// Hours in a second.
    static constexpr double sec2hour = 1.0 / 3600.0;
 
    /// A clock that runs from now.
@@ -38,7 +40,9 @@ public:
    /// Whether setSimTime takes the simulation time for the approximate elapsed real time; at first it
    /// doesn't.
    virtual bool useSimTimeForApproxRealTime() const;
+   /// From here on it does.
    virtual void setUseSimTimeForApproxRealTime();
+   /// From here on it doesn't.
    virtual void clearUseSimTimeForApproxRealTime();
    /// Real time since 1970. 0 if the counter can't be read.
    virtual double absRealTime() const;
@@ -46,6 +50,7 @@ public:
    /// Whether real time comes from the counter, as it does at first, or from the wall clock with a grain of a
    /// millisecond. Takes effect at once.
    bool usePerfCounter() const;
+   /// Chooses between the two.
    void setUsePerfCounter(bool use);
 
 private:
