@@ -26,6 +26,7 @@
 #include "tslutil/inet/tslInetAddrString.h"
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/inet/tslInetEndpoint.h"
+#include "tslutil/inet/tslInetFileTransporter.h"
 #include "tslutil/inet/tslInetResLoc.h"
 #include "tslutil/inet/tslInetSocket.h"
 #include "tslutil/inet/tslInetTcpSocket.h"
