@@ -29,6 +29,7 @@
 #include "tslutil/inet/tslInetFileTransporter.h"
 #include "tslutil/inet/tslInetResLoc.h"
 #include "tslutil/inet/tslInetSocket.h"
+#include "tslutil/inet/tslInetSocketMgr.h"
 #include "tslutil/inet/tslInetTcpSocket.h"
 #include "tslutil/inet/tslInetUdpSocket.h"
 #include "tslutil/system/tslDirectory.h"
