@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tslutil/base/tslString.h"
+#include "tslutil/tslutilExport.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// The kinds of keys.
+enum DtHashKeyType : int
+{
+   DtBaseHashKeyType = 0,
+   DtIntHashKeyType = 1,
+   DtPtrHashKeyType = 2,
+   DtStringHashKeyType = 3,
+   DtWStringHashKeyType = 4
+};
+
+/// What a DtHashlist finds its values by. A key hashes its value once, at the first need, and keeps the
+/// result; copies take it over. So a key gets its value before its first use. A key belongs to one thread at
+/// a time, also where it is only read.
+class TSLUTIL_EXPORT DtBaseHashKey
+{
+public:
+   // Virtual operations, in slot order.
+
+   virtual ~DtBaseHashKey();
+   /// Whether hash values and texts are equal, whatever the kinds.
+   virtual bool operator==(DtBaseHashKey const & other) const;
+   /// The negation of the operator== in force.
+   virtual bool operator!=(DtBaseHashKey const & other) const;
+   /// The low 32 bits of what computeHashValue gave at the first call.
+   virtual unsigned long hashValue() const;
+   /// The kind; DtBaseHashKeyType unless overridden.
+   virtual DtHashKeyType hashKeyType() const;
+   /// A new copy, which the caller deletes.
+   virtual DtBaseHashKey * clone() const = 0;
+   /// The value as text.
+   virtual DtString stringRep() const = 0;
+   /// What a table compares keys by: operator== unless a kind knows better.
+   virtual bool equalTo(DtBaseHashKey const & other) const;
+
+protected:
+   /// The hash of the present value; the caller keeps the low 32 bits.
+   virtual unsigned long computeHashValue() const = 0;
+
+public:
+   // Keys come and go often: a thread uses the memory of those that it deleted again.
+   static void * operator new(std::size_t size);
+   static void operator delete(void * memory, std::size_t size) noexcept;
+   static void * operator new(std::size_t, void * place) noexcept { return place; }
+   static void operator delete(void *, void *) noexcept {}
+
+protected:
+   DtBaseHashKey() : isHashed(false), hash(0) {}
+   DtBaseHashKey(DtBaseHashKey const & other) = default;
+   DtBaseHashKey & operator=(DtBaseHashKey const & other) = default;
+
+private:
+   mutable bool isHashed;
+   mutable std::uint32_t hash;
+};
+
+/// A number of 32 bits, which is its own hash; the text is its decimal digits.
+class TSLUTIL_EXPORT DtIntHashKey : public DtBaseHashKey
+{
+public:
+   /// Takes the low 32 bits of the number.
+   DtIntHashKey(unsigned long number);
+   DtIntHashKey(DtIntHashKey const & other);
+   DtIntHashKey & operator=(DtIntHashKey const & other);
+
+   // Virtual operations, in slot order.
+
+   ~DtIntHashKey() override;
+   DtHashKeyType hashKeyType() const override;
+   DtBaseHashKey * clone() const override;
+   DtString stringRep() const override;
+   /// Compares the numbers if the other is of this kind.
+   bool equalTo(DtBaseHashKey const & other) const override;
+
+protected:
+   unsigned long computeHashValue() const override;
+
+public:
+   /// The number.
+   virtual unsigned long value() const;
+
+private:
+   std::uint32_t myValue;
+};
+
+/// An address. Hash and text, decimal digits, are of its low 32 bits, and so is operator==; a table compares
+/// the whole address.
+class TSLUTIL_EXPORT DtPtrHashKey : public DtBaseHashKey
+{
+public:
+   DtPtrHashKey(void * address);
+   DtPtrHashKey(DtPtrHashKey const & other);
+   DtPtrHashKey & operator=(DtPtrHashKey const & other);
+
+   // Virtual operations, in slot order.
+
+   ~DtPtrHashKey() override;
+   DtHashKeyType hashKeyType() const override;
+   DtBaseHashKey * clone() const override;
+   DtString stringRep() const override;
+   /// Compares the addresses if the other is of the very same class.
+   bool equalTo(DtBaseHashKey const & other) const override;
+
+protected:
+   unsigned long computeHashValue() const override;
+
+public:
+   /// The address; what it refers to is never looked at.
+   virtual void * value() const;
+
+private:
+   void * myValue;
+};
+
+/// A text. The hash is the sum of its bytes, signed, each times its place counted from 1.
+class TSLUTIL_EXPORT DtStringHashKey : public DtBaseHashKey
+{
+public:
+   DtStringHashKey();
+   DtStringHashKey(DtString const & text);
+   /// Null gives empty text.
+   DtStringHashKey(char const * text);
+   DtStringHashKey(DtStringHashKey const & other);
+   DtStringHashKey & operator=(DtStringHashKey const & other);
+
+   // Virtual operations, in slot order.
+
+   ~DtStringHashKey() override;
+   DtHashKeyType hashKeyType() const override;
+   DtBaseHashKey * clone() const override;
+   DtString stringRep() const override;
+
+protected:
+   unsigned long computeHashValue() const override;
+
+public:
+   /// The text.
+   virtual DtString const & value() const;
+   /// Replaces the text. A hash that is there stays as it was: a key is given its text before its first use.
+   virtual void setValue(DtString const & text);
+
+private:
+   DtString myValue;
+};
+
+/// A wide text in units of 16 bits: a character beyond them counts as its two surrogates. The hash is the sum
+/// of the units, each times its place counted from 1; the text has the low byte of each unit, so that wide
+/// texts which differ in the high bytes alone may be equal.
+class TSLUTIL_EXPORT DtWStringHashKey : public DtBaseHashKey
+{
+public:
+   DtWStringHashKey();
+   DtWStringHashKey(std::wstring const & text);
+   /// Null gives empty text.
+   DtWStringHashKey(wchar_t const * text);
+   DtWStringHashKey(DtWStringHashKey const & other);
+   DtWStringHashKey & operator=(DtWStringHashKey const & other);
+
+   // Virtual operations, in slot order.
+
+   ~DtWStringHashKey() override;
+   DtHashKeyType hashKeyType() const override;
+   DtBaseHashKey * clone() const override;
+   DtString stringRep() const override;
+
+protected:
+   unsigned long computeHashValue() const override;
+
+public:
+   /// The wide text.
+   virtual std::wstring const & value() const;
+   /// Replaces the text. A hash that is there stays as it was: a key is given its text before its first use.
+   virtual void setValue(std::wstring const & text);
+
+private:
+   std::wstring myValue;
+};
