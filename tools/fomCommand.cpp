@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -60,6 +61,11 @@ ExitCode merge(Arguments const & arguments)
    // A merge into a new model names it "0 + " and the modules.
    std::string const name = result.merged->modelIdentification.stdString();
    result.merged->addModelIdentification(name.substr(std::string("0 + ").size()).c_str());
+   // Of the modules' forms the one that can hold most.
+   for (auto const & module : modules)
+      result.merged->setFomType(std::max(result.merged->fomType(), module->fomType()));
+   if (result.merged->fomType() != DtFomHla13 && !result.merged->spaces.empty())
+      std::cerr << "tsl: the routing spaces of HLA 1.3 have no place in XML and are left out\n";
    writeFom(*result.merged, arguments.out);
    return ExitWell;
 }

@@ -129,10 +129,11 @@ private:
 
    void readSpace(Item const & space)
    {
-      std::vector<DtString> & dimensions = model.spaces[wordAt(space, 0)];
+      FomModel::Space read{{}, {file, space.line, ""}};
       for (Item const & item : space.items)
          if (item.word == "dimension")
-            dimensions.push_back(wordAt(item, 0));
+            read.dimensions.push_back(wordAt(item, 0));
+      model.spaces.emplace(wordAt(space, 0), read);
    }
 
    // An object class has just a name, so no delivery either: its attributes have.

@@ -74,6 +74,13 @@ public:
       FomPlace place;
    };
 
+   /// A routing space of HLA 1.3.
+   struct Space
+   {
+      std::vector<DtString> dimensions;
+      FomPlace place;
+   };
+
    explicit FomModel(FomRules const & rules);
 
    /// Adds a row by the given operation and notes its place.
@@ -145,7 +152,7 @@ public:
    Classes objectClasses;
    Classes interactionClasses;
    std::map<DtString, Dimension> dimensions;
-   std::map<DtString, std::vector<DtString>> spaces; ///< of HLA 1.3, with their dimensions
+   std::map<DtString, Space> spaces;
    std::vector<FomFinding> findings;
 
    // The tables, for those who read and write models.

@@ -196,7 +196,16 @@ DtMergeFomStatus_enum FomModel::mergeFixedRecordDatatype(DtFedTarget const & oth
 DtMergeFomStatus_enum FomModel::mergeSpaces(DtFedTarget const & other)
 {
    FomModel const & there = modelOf(other);
-   spaces.insert(there.spaces.begin(), there.spaces.end());
+   for (auto const & [name, space] : there.spaces)
+   {
+      auto const [first, isNew] = spaces.emplace(name, space);
+      if (isNew || first->second.dimensions == space.dimensions)
+         continue;
+      tell(myRules.strictDefinitions, space.place, "routing spaces", name, "other dimensions",
+           first->second.place);
+      if (myRules.strictDefinitions)
+         return DtMergeFomSpacesMismatch;
+   }
    for (auto const & [name, dimension] : there.dimensions)
    {
       auto const [first, isNew] = dimensions.emplace(name, dimension);
@@ -237,6 +246,10 @@ bool FomModel::classAgrees(char const * title, DtString const & name, Class cons
       else
          compare(fullName, {}, {{"is", "added"}}, here.place, member.place);
    }
+   std::map<DtString, Member const *> const received = byName(there);
+   for (Member const & member : here.members)
+      if (received.count(member.row.name) == 0)
+         compare(name + "." + member.row.name, {}, {{"is", "missing"}}, member.place, there.place);
    return agrees || !myRules.strictDefinitions;
 }
 

@@ -205,11 +205,11 @@ public:
    void write()
    {
       out << "(FED\n  (Federation \"" << model.modelIdentification << "\")\n  (FEDversion v1.3)\n  (spaces\n";
-      for (auto const & [name, dimensions] : model.spaces)
+      for (auto const & [name, space] : model.spaces)
       {
-         out << "    (space " << name;
-         for (DtString const & dimension : dimensions)
-            out << " (dimension " << dimension << ")";
+         out << "    (space " << word(name);
+         for (DtString const & dimension : space.dimensions)
+            out << " (dimension " << word(dimension) << ")";
          out << ")\n";
       }
       out << "  )\n";
@@ -226,10 +226,10 @@ private:
       for (auto const & [name, entry] : classes)
       {
          close(open, entry.parent);
-         out << indent(open) << "(class " << entry.row.name << delivery(entry.row) << "\n";
+         out << indent(open) << "(class " << word(entry.row.name) << delivery(entry.row) << "\n";
          open.push_back(name);
          for (FomModel::Member const & member : entry.members)
-            out << indent(open) << "(" << memberWord << " " << member.row.name << delivery(member.row)
+            out << indent(open) << "(" << memberWord << " " << word(member.row.name) << delivery(member.row)
                 << ")\n";
       }
       close(open, DtString());
@@ -245,6 +245,14 @@ private:
       }
    }
 
+   /// A word as it stands in a document: in quotation marks if it would end too early.
+   static std::string word(DtString const & text)
+   {
+      std::string const plain = text.stdString();
+      bool const whole = !plain.empty() && plain.find_first_of(" \t\r\n();") == std::string::npos;
+      return whole ? plain : '"' + plain + '"';
+   }
+
    static std::string indent(std::vector<DtString> const & open)
    {
       return std::string(4 + 2 * open.size(), ' ');
@@ -254,10 +262,10 @@ private:
    static std::string delivery(Row const & row)
    {
       std::string text;
-      for (DtString const & word : {row.transportation, row.order})
-         text += word.isEmpty() ? "" : " " + word.stdString();
+      for (DtString const & each : {row.transportation, row.order})
+         text += each.isEmpty() ? "" : " " + word(each);
       for (DtString const & space : row.dimensions)
-         text += " " + space.stdString();
+         text += " " + word(space);
       return text;
    }
 

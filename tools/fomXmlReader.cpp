@@ -36,6 +36,27 @@ private:
    std::vector<std::size_t> ends;
 };
 
+/// The text of a document, in UTF-8 if it came in UTF-16: offsets then count what the lines count.
+std::string & toUtf8(std::string & text)
+{
+   bool const isBig = text.compare(0, 2, "\xFE\xFF") == 0;
+   if (!isBig && text.compare(0, 2, "\xFF\xFE") != 0)
+      return text;
+   std::wstring wide;
+   for (std::size_t i = 2; i + 1 < text.size(); i += 2)
+   {
+      auto const byte = [&](std::size_t at)
+      { return static_cast<unsigned>(static_cast<unsigned char>(text[at])); };
+      unsigned const unit = byte(isBig ? i : i + 1) << 8 | byte(isBig ? i + 1 : i);
+      bool const isSecond = unit >> 10 == 0x37 && !wide.empty() && unsigned(wide.back()) >> 10 == 0x36;
+      if (isSecond)
+         wide.back() = wchar_t(0x10000 + ((unsigned(wide.back()) & 0x3FF) << 10) + (unit & 0x3FF));
+      else
+         wide.push_back(wchar_t(unit));
+   }
+   return text = pugi::as_utf8(wide);
+}
+
 /// All the text of an element, comments left out.
 std::string contentOf(Node node)
 {
@@ -50,7 +71,7 @@ class XmlReader
 {
 public:
    XmlReader(std::string const & name, std::string & text, FomModel & target)
-      : file(std::make_shared<std::string const>(name)), lines(text), model(target)
+      : file(std::make_shared<std::string const>(name)), lines(toUtf8(text)), model(target)
    {
       pugi::xml_parse_result const result = document.load_buffer_inplace(
          text.data(), text.size(), pugi::parse_default | pugi::parse_ws_pcdata_single);
@@ -128,8 +149,11 @@ public:
    {
       std::string const field = wordOf(name);
       value = std::find(choices, choices + size, field) - choices;
-      if (value == std::int64_t(size))
-         value = 0;
+      if (value < std::int64_t(size))
+         return;
+      value = 0;
+      if (!field.empty() && field != "TBD" && field != "NoSynch")
+         throw noSuch(name, field);
    }
 
    void list(char const * name, std::vector<DtString> & values)
@@ -193,8 +217,12 @@ private:
       std::string const field = wordOf(name);
       auto const [end, failure] = std::from_chars(field.data(), field.data() + field.size(), value);
       if (!field.empty() && (failure != std::errc() || end != field.data() + field.size()))
-         throw reader.error(node.offset_debug(),
-                            std::string("\"") + field.substr(0, 40) + "\" is no " + name);
+         throw noSuch(name, field);
+   }
+
+   FomReadError noSuch(char const * name, std::string const & field) const
+   {
+      return reader.error(node.offset_debug(), "\"" + field.substr(0, 40) + "\" is no " + name);
    }
 
    XmlReader const & reader;

@@ -254,6 +254,13 @@ TEST(Fom, BrokenDocumentsAreToldWithTheirLine)
    EXPECT_EQ(failureOf(model + "<objects><objectClass><name>" + std::string(2001, 'a') +
                        "</name></objectClass></objects></objectModel>"),
              "model:2: the full name of a class is longer than 2000 characters");
+   EXPECT_EQ(failureOf(model + "<dataTypes><basicDataRepresentations>\n<basicData><endian>Middle</endian>"
+                               "</basicData></basicDataRepresentations></dataTypes></objectModel>"),
+             "model:3: \"Middle\" is no endian");
+   std::string wide = "\xFF\xFE";
+   for (char const c : std::string("<a>\n<b>\n</a>"))
+      wide += {c, '\0'};
+   EXPECT_EQ(failureOf(wide), "model:3: is no XML: Start-end tags mismatch");
    EXPECT_EQ(failureOf("(FED\n(objects"), "model:2: this list is not closed");
    EXPECT_EQ(failureOf("(FED (Federation \"a\nb\"))\n)"), "model:3: text behind the end of the model");
    EXPECT_EQ(failureOf("(FED)\n)"), "model:2: text behind the end of the model");
@@ -384,3 +391,24 @@ TEST(Fom, DifferencesTellWhetherTheOrderMatters)
 }
 
 } // namespace
+
+TEST(Fom, RoutingSpacesAndMembersThatDisagreeAreTold)
+{
+   auto const fed = [](char const * dimension, char const * attributes)
+   {
+      return std::string("(FED (Federation f)\n(spaces (space \"a b\" (dimension ") + dimension +
+             ")))\n(objects (class Root " + attributes + ")))";
+   };
+   std::string const one = fed("x", "(attribute p) (attribute q)");
+   std::string const told = checkText(one, fed("y", "(attribute p)"), {false, false, true});
+   EXPECT_NE(told.find("two.xml:2: error: routing spaces: \"a b\" disagrees with its first definition at "
+                       "one.xml:2: other dimensions"),
+             std::string::npos);
+   EXPECT_NE(checkText(one, fed("x", "(attribute p)"), FomRules())
+                .find("two.xml:3: warning: object classes: \"Root.q\" disagrees with its first definition at "
+                      "one.xml:3: is \"\" against \"missing\""),
+             std::string::npos);
+   TemporaryFolder const folder;
+   writeFom(*readFomText("one", one, FomRules()), folder.path() + "/out.fed");
+   EXPECT_EQ(readFom(folder.path() + "/out.fed", FomRules())->spaces.count("a b"), 1u);
+}
