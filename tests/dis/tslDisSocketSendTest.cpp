@@ -241,6 +241,12 @@ TEST(DtDisSocketBundle, MoreThan64BuffersAreCutAndKept)
    }
 }
 
+int countCall(DtInetSocket *, int, DtInetSockChain &, DtInetEndpoint &, void * calls)
+{
+   ++*static_cast<int *>(calls);
+   return 0;
+}
+
 TEST(DtDisSocketBundle, TakesNoMemoryOnceItHasSettled)
 {
    LoopbackPeer peer;
@@ -254,6 +260,12 @@ TEST(DtDisSocketBundle, TakesNoMemoryOnceItHasSettled)
       EXPECT_TRUE(turn < 20 || allocationsOfThisThread() == before) << turn;
    }
    EXPECT_EQ(peer.receive()->size(), 152u * 9 - 5);
+   EXPECT_EQ(dis.totalPacketsSent(), 60u + 6) << "each PDU, and each bundle again";
+   EXPECT_EQ(dis.totalBytesSent(), 60u * 147 + 6 * (152 * 9 - 5));
+   int calls = 0;
+   dis.addProcessingCallback(DtInetSockPostSend, countCall, &calls, 1);
+   EXPECT_EQ(dis.send(bytes.data(), bytes.size()), 147);
+   EXPECT_EQ(calls, 1) << "also for a PDU that joins a bundle";
 }
 
 TEST(DtDisSocketSend, GoesToAllDestinations)

@@ -79,6 +79,7 @@ TEST(DtDisSocketSuppress, SendSocketTakesNoPortAndNoDatagramAway)
    DtInetEndpoint const to = udpEndpoint("127.0.0.1", port);
    Suppressor same(to, theNonBlockingFlags, port), wishing(to, theNonBlockingFlags, wish);
    EXPECT_EQ(same.localPort(), port);
+   EXPECT_EQ(DtDisSocket(to, 0, nullptr, theNonBlockingFlags, false).localPort(), port);
    EXPECT_NE(same.localSenderEndpoint().port(), port);
    EXPECT_NE(same.localSenderEndpoint().port(), 0);
    EXPECT_EQ(wishing.localSenderEndpoint(), udpEndpoint("127.0.0.1", wish));
