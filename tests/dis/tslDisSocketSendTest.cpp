@@ -266,6 +266,13 @@ TEST(DtDisSocketBundle, TakesNoMemoryOnceItHasSettled)
    dis.addProcessingCallback(DtInetSockPostSend, countCall, &calls, 1);
    EXPECT_EQ(dis.send(bytes.data(), bytes.size()), 147);
    EXPECT_EQ(calls, 1) << "also for a PDU that joins a bundle";
+   dis.removeProcessingCallback(DtInetSockPostSend, countCall);
+   EXPECT_EQ(dis.send(bytes.data(), 0), 0);
+   EXPECT_EQ(dis.flush(), 1);
+   std::size_t last = 0;
+   while (auto const datagram = peer.receive(0))
+      last = datagram->size();
+   EXPECT_EQ(last, 152u * 7 - 5) << "nothing to send adds nothing to a bundle";
 }
 
 TEST(DtDisSocketSend, GoesToAllDestinations)

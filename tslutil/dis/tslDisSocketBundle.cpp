@@ -121,7 +121,8 @@ bool DtDisSocket::joinsBundle(char const * data, std::size_t size, DtInetEndpoin
 {
    DtInetSockCallbackTable const & before = callbacks(DtInetSockPreSend);
    DtInetSocketProcessingCb const addition = &DtDisSocket::addToBundle;
-   if (before.size() != 1 || before.begin()->second->callback != addition ||
+   // Nothing to send runs no callback, so it never comes to a bundle.
+   if (size == 0 || before.size() != 1 || before.begin()->second->callback != addition ||
        !callbacks(DtInetSockPostSend).empty() || (flags & DtInetSockSkipPreCallbacks) != 0 ||
        (myFlags & (DtInetSockFlagSend | DtInetSockFlagAsyncSend)) == 0 ||
        typeid(*this) != typeid(DtDisSocket))
