@@ -20,12 +20,10 @@ public:
 TEST(DtPduFilterTest, SlotOrder)
 {
    typedef DtPduFilterTest Filter;
+   typedef void (Filter::*ByList)(int, unsigned long *);
    EXPECT_EQ(slotOf<void (Filter::*)(DtPduTestOperator, int, unsigned long *)>(&Filter::setTest), 2u);
-   EXPECT_EQ(slotOf<void (Filter::*)(int, unsigned long *)>(&Filter::extendTest), 3u);
-   EXPECT_EQ(slotOf<void (Filter::*)(int, unsigned long *)>(&Filter::reduceTest), 4u);
-   EXPECT_EQ(slotOf(&Filter::setOperator), 5u);
-   EXPECT_EQ(slotOf(&Filter::evalTest), 6u);
-   EXPECT_EQ(slotOf(&ReachedTest::clearList), 7u);
+   EXPECT_TRUE(inSlotsFrom(3, ByList(&Filter::extendTest), ByList(&Filter::reduceTest), &Filter::setOperator,
+                           &Filter::evalTest, &ReachedTest::clearList));
 }
 
 /// Which of the bytes 0 to 9 pass after some steps: "s1" sets the operator, "+6" and "-6" extend and reduce

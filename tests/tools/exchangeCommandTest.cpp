@@ -47,12 +47,11 @@ struct Program
 
 TEST(TslExchange, BringsEveryRecordingBackWhole)
 {
-   for (auto const & [name, pdus, leftOut] : {std::tuple("singles-s1", 239, 0),
-                                              {"bundles-s1", 625, 0},
-                                              {"samples", 15, 0},
-                                              {"each-kind-v7", 72, 0},
-                                              {"coupled-turn", 315, 1},
-                                              {"edges-s1", 221, 19}})
+   // clang-format off
+   for (auto const & [name, pdus, leftOut] :
+        {std::tuple("singles-s1", 239, 0), {"bundles-s1", 625, 0}, {"samples", 15, 0}, {"each-kind-v7", 72, 0},
+         {"coupled-turn", 315, 1}, {"edges-s1", 221, 19}})
+      // clang-format on
       for (int const bundle : {0, 12, 1400, 65504})
       {
          json const r = Program::report("--bundle " + std::to_string(bundle) + " " + recording(name));
