@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -104,6 +105,19 @@ TEST(DtDisSocketSuppress, FailuresAreTold)
    expectError(unshared, 10048,
                open + "Error opening Boost send socket for self-reflect suppression\n" +
                   "Address already in use");
+   // Two descriptors for the receiving side, and none left for the send socket.
+   DtInetDevice loopback(DtString("lo"));
+   DtDisSocket late(nobody, 0, &loopback, theNonBlockingFlags, false, true);
+   rlimit before{};
+   getrlimit(RLIMIT_NOFILE, &before);
+   int const next = dup(0);
+   close(next);
+   rlimit const few{static_cast<rlim_t>(next) + 2, before.rlim_max};
+   setrlimit(RLIMIT_NOFILE, &few);
+   EXPECT_FALSE(late.openSocket());
+   setrlimit(RLIMIT_NOFILE, &before);
+   expectError(late, 10024,
+               open + "Error opening Boost send socket for self-reflect suppression\nToo many open files");
    Suppressor mute(nobody, DtInetSockFlagReceive), closed(nobody);
    DtString const from = closed.localSenderEndpoint().toDtString();
    EXPECT_TRUE(closed.closeSocket());
@@ -119,6 +133,16 @@ TEST(DtDisSocketSuppress, FailuresAreTold)
       expectError(closed, 10009,
                   name + " failed from " + from + " to " + nobody.toDtString() + "\nBad file descriptor",
                   DtInetSockClosed);
+   }
+   EXPECT_FALSE(closed.openSocket()) << "a closed socket stays closed";
+   Suppressor refused(nobody);
+   auto const refuse = [](DtInetSocket *, int, DtInetSockChain &, DtInetEndpoint &, void *) { return -1; };
+   for (auto const & [when, name] : {std::pair(DtInetSockPostSend, "Post"), {DtInetSockPreSend, "Pre"}})
+   {
+      refused.addProcessingCallback(when, refuse, nullptr, 1);
+      EXPECT_EQ(sendInChain(refused, "x", nobody), -1);
+      expectError(refused, -1,
+                  DtString("DtDisSocket::sendChain()/sendChainTo(): ") + name + "-send callback failed.");
    }
 }
 
@@ -211,6 +235,8 @@ TEST(DtDisSocketSuppress, WorkerSendsInOrderAndDropsWhatFails)
    {
       Suppressor dis(to, DtInetSockFlagAsyncSend | DtInetSockFlagReuseAddress, unusedPort());
       ASSERT_EQ(dis.state(), DtInetSockOpen) << dis.getLastErrorString();
+      for (int const size : {30, 0})
+         dis.setBundling(size, 0, 0, false);
       for (int i = 0; i < 50; ++i)
       {
          std::string const text = std::to_string(i);
@@ -226,6 +252,9 @@ TEST(DtDisSocketSuppress, WorkerSendsInOrderAndDropsWhatFails)
       for (int i = 0; i < 50; ++i)
          ASSERT_EQ(peer.receive(0), std::to_string(i)) << "all is out when the socket is closed";
       EXPECT_EQ(peer.receive(0), "last") << "what was bundled too";
+      dis.setBundling(0, 0, 0, false);
+      EXPECT_EQ(sendInChain(dis, "never", to), 5);
+      EXPECT_FALSE(peer.receive(0));
    }
 }
 
