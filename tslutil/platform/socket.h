@@ -83,6 +83,10 @@ int bytesAvailable(SocketHandle socket, std::size_t & bytes);
 int waitUntilReadable(SocketHandle socket);
 int waitUntilWritable(SocketHandle socket);
 
+/// Whether a receive has something to say, be it that the peer has gone, at once or within so many
+/// milliseconds. A signal may cut the wait short.
+bool isReadable(SocketHandle socket, int milliseconds);
+
 /// Whether an error says that the call would have had to wait.
 bool isWouldBlock(int error);
 

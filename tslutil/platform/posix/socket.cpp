@@ -142,6 +142,12 @@ int waitUntilWritable(SocketHandle socket)
    return waitFor(socket, POLLOUT);
 }
 
+bool isReadable(SocketHandle socket, int milliseconds)
+{
+   pollfd wanted{socket, POLLIN, 0};
+   return poll(&wanted, 1, milliseconds) > 0;
+}
+
 bool isWouldBlock(int error)
 {
    return error == EWOULDBLOCK || error == EAGAIN;
