@@ -4,6 +4,7 @@
 // Every public header. A program that minds its compile time includes the few that it needs.
 
 #include "tslutil/base/tslAssert.h"
+#include "tslutil/base/tslBaseMsg.h"
 #include "tslutil/base/tslDump.h"
 #include "tslutil/base/tslException.h"
 #include "tslutil/base/tslHashKey.h"
@@ -36,8 +37,10 @@
 #include "tslutil/inet/tslInetUdpSocket.h"
 #include "tslutil/system/tslConsole.h"
 #include "tslutil/system/tslDirectory.h"
+#include "tslutil/system/tslDynamicLibrary.h"
 #include "tslutil/system/tslFilename.h"
 #include "tslutil/system/tslProcess.h"
+#include "tslutil/system/tslRtiLibrary.h"
 #include "tslutil/system/tslSelect.h"
 #include "tslutil/thread/tslLockfreeQueue.h"
 #include "tslutil/thread/tslMutex.h"
@@ -45,6 +48,7 @@
 #include "tslutil/thread/tslSharedMemoryPool.h"
 #include "tslutil/thread/tslThreadedObject.h"
 #include "tslutil/time/tslClock.h"
+#include "tslutil/time/tslNetTimeStamp.h"
 #include "tslutil/time/tslPerformanceStats.h"
 #include "tslutil/time/tslTimeStatistic.h"
 #include "tslutil/time/tslTimedSection.h"
