@@ -3,6 +3,13 @@
 
 #include "tslutil/inet/tslInetUdpSocket.h"
 
+#include "support/loopbackPeer.h"
+#include "support/networkNamespace.h"
+#include "support/watchdog.h"
+#include "tslutil/inet/tslInetDevice.h"
+
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -31,6 +38,40 @@ inline std::string told(DtInetSocket & socket)
    return std::to_string(socket.getLastError()) + states[socket.state() + 1] +
           (text.compare(0, name.size(), name) == 0 ? text.substr(name.size()) : "? " + text);
 }
+
+/// The same behind the answer that the socket has just given, 0 for false.
+inline std::string told(int answer, DtInetSocket & socket)
+{
+   return std::to_string(answer) + ", " + told(socket);
+}
+
+/// Reaches what a socket keeps protected.
+struct OpenUdpSocket : DtInetUdpSocket
+{
+   using DtInetSocket::fail;
+   using DtInetSocket::findAndRemoveCallback;
+   using DtInetSocket::myCallbacks;
+   using DtInetSocket::myDestination;
+   using DtInetSocket::myLocalEndpoint;
+   using DtInetSocket::myTerminationCode;
+   using DtInetSocket::myTerminationText;
+   using DtInetSocket::refuse;
+   using DtInetUdpSocket::DtInetUdpSocket;
+   using DtInetUdpSocket::setSecondUdpSocket;
+};
+
+/// A test with a peer of the system's own, which must not hang.
+struct WithPeer : testing::Test
+{
+   /// Has the peer send a datagram to a socket.
+   void deliver(std::string const & bytes, DtInetSocket const & to)
+   {
+      peer.send(bytes, "127.0.0.1", to.localPort());
+   }
+
+   Watchdog const watchdog{240};
+   LoopbackPeer peer;
+};
 
 /// A chain of vectors, each filled with the bytes of a text.
 struct Chain

@@ -5,9 +5,9 @@
 #include "support/hostTable.h"
 #include "support/slots.h"
 #include "tslutil/base/tslException.h"
-#include "tslutil/base/tslNotify.h"
+#include "tslutil/inet/tslInetAddrString.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <boost/asio/ip/address.hpp>
 
@@ -90,17 +90,15 @@ TEST(DtInetAddr, ValuesAndSystemNamesGiveAddresses)
    EXPECT_EQ(DtInetAddr("fe80::1%7").toSockaddr(&link), 0);
    std::memcpy(&storage, &link, sizeof link);
    DtInetAddr const scoped(link, 64);
-   EXPECT_EQ(describe(scoped), "fe80::1%7 00000000/64 7 ");
-   EXPECT_EQ(describe(DtInetAddr(storage, 64)), "fe80::1 00000000/64 0 ");
+   EXPECT_EQ(describe(scoped) + describe(DtInetAddr(storage, 64)),
+             "fe80::1%7 00000000/64 7 fe80::1 00000000/64 0 ");
 
    DtInetAddr const ipv4((1UL << 32) + 0x0A0000FF, 0xFFFFFF00);
    std::memset(&storage, 0xAA, sizeof storage);
    ASSERT_EQ(ipv4.toAddrStorage(&storage), 0);
    sockaddr_in name;
    std::memcpy(&name, &storage, sizeof name);
-   EXPECT_EQ(name.sin_port, 0xAAAA);
-   EXPECT_EQ(ipv4.toSockaddr(&link), -1);
-   EXPECT_EQ(scoped.toSockaddr(&name), -1);
+   EXPECT_TRUE(name.sin_port == 0xAAAA && ipv4.toSockaddr(&link) == -1 && scoped.toSockaddr(&name) == -1);
    for (DtInetAddr const & address : {ipv4, DtInetAddr(name, 0xFFFFFF00), DtInetAddr(storage, 24),
                                       DtInetAddr(ipv4.toU128(), DtInetFamilyIpv4, 24)})
       EXPECT_EQ(describe(address), "10.0.0.255 ffffff00/24 0 B");
@@ -108,8 +106,8 @@ TEST(DtInetAddr, ValuesAndSystemNamesGiveAddresses)
    EXPECT_EQ(describe(DtInetAddr(scoped.toU128(), DtInetFamilyUnspecified, 9)), "fe80::1 00000000/9 0 ");
    EXPECT_TRUE(scoped.toU128().high == 0xFE80000000000000 && scoped.toU128().low == 1 &&
                scoped.toULong() == 0);
-   EXPECT_EQ(describe(DtInetAddr()), "0.0.0.0 ff000000/0 0 A");
-   EXPECT_EQ(describe(DtInetAddr(DtInetFamilyIpv6)), ":: 00000000/0 0 A");
+   EXPECT_EQ(describe(DtInetAddr()) + " " + describe(DtInetAddr(DtInetFamilyIpv6)),
+             "0.0.0.0 ff000000/0 0 A :: 00000000/0 0 A");
    EXPECT_STREQ(DtInetAddr::inaddrAny(DtInetFamilyUnspecified).toDtString(), "::");
    EXPECT_STREQ(DtInetAddr::loopbackAddress(DtInetFamilyUnspecified).toDtString(), "127.0.0.1");
 }
@@ -184,19 +182,12 @@ TEST(DtInetAddr, HostNamesAreLookedUp)
                                       std::to_string(SOCK_STREAM) + " " + std::to_string(AI_ADDRCONFIG)});
    EXPECT_STREQ(DtInetAddr("lonely").toDtString(), "10.9.9.9");
    EXPECT_STREQ(DtInetAddr("10.0.0.1 ").toDtString(), "0.0.0.0");
-   try
-   {
-      DtInetAddr("odd", nullptr);
-      ADD_FAILURE() << "an empty answer must throw";
-   }
-   catch (DtException const & exception)
-   {
-      EXPECT_STREQ(exception.message(), "Invalid string format for IP address - odd");
-   }
+   EXPECT_THAT([] { DtInetAddr("odd", nullptr); },
+               testing::Throws<DtException>(testing::Property(
+                  &DtException::message, testing::StrEq("Invalid string format for IP address - odd"))));
    CapturedStream streams;
    DtNotifyLevel = 1;
-   EXPECT_EQ(DtStringToInetAddr(DtString("Both")), 0x0A010203u);
-   EXPECT_EQ(DtStringToInetAddr("odd"), 0u);
+   EXPECT_TRUE(DtStringToInetAddr(DtString("Both")) == 0x0A010203 && DtStringToInetAddr("odd") == 0);
    EXPECT_EQ(streams.textAt(1), "");
    EXPECT_EQ(DtStringToInetAddr("nobody"), 0u);
    EXPECT_EQ(streams.textAt(1), "DtStringToInetAddr: Could not resolve nobody returning 0\n");
@@ -208,6 +199,57 @@ TEST(DtInetAddr, OldFunctionsDealInHostOrder)
    EXPECT_EQ(DtHexStringToInetAddr("0a0000FFjunk"), 0x0A0000FFu);
    for (char const * bad : {"", "0a0000f", "0a0000fg", "0a.00000", static_cast<char const *>(nullptr)})
       EXPECT_EQ(DtHexStringToInetAddr(bad), 0xFFFFFFFFu);
+}
+
+// Holes end a length, and arguments have 32 bits.
+TEST(DtInetAddrString, MasksAndPrefixLengthsConvert)
+{
+   for (unsigned long length = 1; length <= 32; ++length)
+      EXPECT_EQ(netmaskToPrefixLen(prefixLenToIpv4Netmask(length)), length);
+   EXPECT_TRUE(netmaskToPrefixLen(0xFF00FF00) == 8 && netmaskToPrefixLen(0x7FFFFFFF) == 0 &&
+               netmaskToPrefixLen(~0xFFUL) == 24);
+   EXPECT_TRUE(prefixLenToIpv4Netmask(9) == 0xFF800000 && prefixLenToIpv4Netmask(0) == 0 &&
+               prefixLenToIpv4Netmask(33) == 0 && prefixLenToIpv4Netmask((1UL << 32) + 8) == 0xFF000000);
+}
+
+// A plain number is a length to the one and a netmask to the other, and "0" is unreadable to both.
+TEST(DtInetAddrString, NetmaskTextIsReadTwoWays)
+{
+   std::string read;
+   for (char const * text : {"24", "-256", "10.0.0.1/16", "255.255.0.0", "x/255.0.0.0", "a/8/16", "-1"})
+      read += std::to_string(netmaskToPrefixLen(convertStringToNetmask(text))) + "|" +
+              std::to_string(convertStringToPrefixLen(text)) + " ";
+   EXPECT_EQ(read, "24|0 0|24 16|0 16|16 8|8 8|0 0|32 ");
+   for (char const * none : {"1.2", "33", "0", "abc", ""})
+      EXPECT_EQ(convertStringToNetmask(none) + convertStringToPrefixLen(none), 0u) << none;
+}
+
+/// Expects of each text what a judge has to say of it.
+void expectJudged(bool (*judge)(DtString const &), bool isTrue, std::initializer_list<char const *> texts)
+{
+   for (char const * text : texts)
+      EXPECT_EQ(judge(text), isTrue) << text;
+}
+
+// Behind a dotted mask the first number counts the host bits; any other suffix leaves the class default.
+TEST(DtInetAddrString, BroadcastTextTakesTheMasksFirstNumberAsHostBits)
+{
+   expectJudged(isBroadcastAddrString, true,
+                {"10.255.255.255", "10.0.0.255/8.0.0.0", "10.0.0.3/2.0.0.0", "192.168.1.255:3000",
+                 "127.255.255.255/31.0.0.0", "255.255.255.255/32.0.0.0", "255.255.255.255/255.0.0.0",
+                 "FF01::1", "ff12::1", "[ff02::1]:80"});
+   expectJudged(isBroadcastAddrString, false,
+                {"10.0.0.255", "10.0.0.255/24", "10.0.0.1/1.0.0.0", "10.0.0.255/0.0.0.0",
+                 "10.0.0.255/31.0.0.0", "10.0.0.255/255.255.255.0", "255.255.255.255", "ff05::1", "ff02::101",
+                 "fe02::1", "localhost"});
+}
+
+TEST(DtInetAddrString, LinkLocalTextIsTold)
+{
+   expectJudged(isLinkLocalAddrString, true,
+                {"169.254.0.1", "169.254.255.255:80", "fe80::1", "[febf::1%3]:80", "FE90::/10"});
+   expectJudged(isLinkLocalAddrString, false,
+                {"169.253.0.1", "fec0::1", "fe7f::1", "ff02::1", "localhost", ""});
 }
 
 } // namespace

@@ -1,18 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Sending and receiving: results, counters, texts, callbacks, and the background thread.
-#include "tslutil/inet/tslInetUdpSocket.h"
-
 #include "inet/socketKit.h"
-#include "support/loopbackPeer.h"
-#include "support/networkNamespace.h"
-#include "support/watchdog.h"
-#include "tslutil/inet/tslInetDevice.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
-#include <deque>
 #include <functional>
 #include <pthread.h>
 #include <unistd.h>
@@ -23,9 +14,7 @@ namespace
 using namespace socketKit;
 
 // The same exchange with every combination of what sends and what receives.
-class Exchange : public testing::TestWithParam<std::tuple<unsigned long, unsigned long, bool>>
-{
-};
+using Exchange = testing::TestWithParam<std::tuple<unsigned long, unsigned long, bool>>;
 
 TEST_P(Exchange, CarriesDatagramsAndCountsThem)
 {
@@ -65,22 +54,15 @@ INSTANTIATE_TEST_SUITE_P(Ways, Exchange,
                                           testing::Values(theNonBlocking, 0xD83ul, theAsync),
                                           testing::Bool()));
 
-class LostSocket : public DtInetUdpSocket
-{
-public:
-   LostSocket()
-   {
-      DtString nowhere("no-such-host.invalid");
-      myDestination.hostLookup(nowhere, 9, DtInetUtils::DtInetFamilyIpv4);
-   }
-};
+using DtInetUdpSocketSend = WithPeer;
 
-TEST(DtInetUdpSocketSend, TellsWhyNot)
+TEST_F(DtInetUdpSocketSend, TellsWhyNot)
 {
-   LoopbackPeer peer;
    DtInetUdpSocket socket(loopback(peer.port())), receiveOnly(loopback(peer.port()), 0, nullptr, 0x001);
    // Only a look-up of the socket's own that failed counts: assigning an endpoint leaves its error behind.
-   LostSocket lost;
+   OpenUdpSocket lost;
+   DtString nowhere("no-such-host.invalid");
+   lost.myDestination.hostLookup(nowhere, 9, DtInetUtils::DtInetFamilyIpv4);
    DtInetEndpoint tcp = loopback(peer.port(), DtInetProtoTcp), any(DtInetAddr(), 9, DtInetProtoUdp);
    DtInetEndpoint zero = loopback(0), good = loopback(peer.port());
    std::string const from = " failed from 0.0.0.0:" + std::to_string(socket.localPort()) + " to ";
@@ -105,29 +87,27 @@ TEST(DtInetUdpSocketSend, TellsWhyNot)
    {
       std::vector<char> bytes(size);
       DtInetSockChain chain{&bytes};
-      EXPECT_EQ(to == nullptr ? on.send(bytes.data(), size) : on.sendTo(bytes.data(), size, *to), -1);
-      EXPECT_EQ(told(on), code + flat + text);
-      EXPECT_EQ(to == nullptr ? on.sendChain(chain) : on.sendChainTo(chain, *to), -1);
-      EXPECT_EQ(told(on), code + chainName + text);
+      EXPECT_EQ(told(to == nullptr ? on.send(bytes.data(), size) : on.sendTo(bytes.data(), size, *to), on),
+                "-1, " + code + flat + text);
+      EXPECT_EQ(told(to == nullptr ? on.sendChain(chain) : on.sendChainTo(chain, *to), on),
+                "-1, " + code + chainName + text);
       EXPECT_EQ(Counters(on).sent, Count(0, 0));
    }
    // The error state alone stops nothing.
    DtInetEndpoint undecided = loopback(peer.port(), DtInetProtoNone);
    char byte = '!';
-   EXPECT_EQ(socket.sendTo(&byte, 1, undecided), 1);
-   EXPECT_EQ(undecided.protocol(), DtInetProtoUdp);
+   EXPECT_TRUE(socket.sendTo(&byte, 1, undecided) == 1 && undecided.protocol() == DtInetProtoUdp);
    EXPECT_EQ(peer.receive(), "!");
 }
 
 // Nobody answers for the address, so the system holds what is sent and soon takes no more.
-TEST(DtInetUdpSocketSend, FlatOneFailsAndAChainIsNothingIfItWouldBlock)
+TEST_F(DtInetUdpSocketSend, FlatOneFailsAndAChainIsNothingIfItWouldBlock)
 {
    SKIP_BECAUSE(NetworkNamespace::whyNot());
    NetworkNamespace const host;
    NetworkNamespace::connect(host, "eth0", host, "eth1");
    host.addAddress("eth0", "10.1.1.1/24");
    NetworkNamespace::Inside const inside(host);
-   Watchdog const watchdog;
    // Its background thread leaves the system's socket non-blocking, also while this one is to block.
    DtInetUdpSocket socket(DtInetEndpoint(DtInetAddr("10.1.1.77"), 9, DtInetProtoUdp), 0, nullptr,
                           theNonBlocking | DtInetSockFlagAsyncReceive);
@@ -139,49 +119,45 @@ TEST(DtInetUdpSocketSend, FlatOneFailsAndAChainIsNothingIfItWouldBlock)
    EXPECT_TRUE(socket.isErrorWouldBlockOrTryAgain() && socket.state() == DtInetSockOpen);
    EXPECT_EQ(Counters(socket).sent, Count(0, 0));
    socket.clearError();
-   EXPECT_EQ(socket.sendChain(chain), 0);
-   EXPECT_TRUE(socket.isErrorWouldBlockOrTryAgain());
+   EXPECT_TRUE(socket.sendChain(chain) == 0 && socket.isErrorWouldBlockOrTryAgain());
    EXPECT_EQ(Counters(socket).sent, Count(1, 0));
    // A blocking one waits, until the system gives up on the address.
    ASSERT_TRUE(socket.setNonBlockingOption(false));
    EXPECT_EQ(socket.send(bytes.data(), bytes.size()), 1000);
 }
 
-TEST(DtInetUdpSocketSend, ConnectedOneGoesToTheDestinationWhateverIsNamed)
+TEST_F(DtInetUdpSocketSend, ConnectedOneGoesToTheDestinationWhateverIsNamed)
 {
-   LoopbackPeer first, second;
-   DtInetUdpSocket socket(loopback(first.port()));
+   LoopbackPeer second;
+   DtInetUdpSocket socket(loopback(peer.port()));
    ASSERT_TRUE(socket.connectToDestination());
    DtInetEndpoint elsewhere = loopback(second.port(), DtInetProtoTcp);
    char text[] = "abc";
    Chain chain({"d", "ef"});
-   EXPECT_EQ(socket.sendTo(text, 3, elsewhere), 3);
-   EXPECT_EQ(socket.sendChainTo(chain.chain, elsewhere), 3);
+   EXPECT_TRUE(socket.sendTo(text, 3, elsewhere) == 3 && socket.sendChainTo(chain.chain, elsewhere) == 3);
    EXPECT_EQ(elsewhere.protocol(), DtInetProtoTcp);
-   EXPECT_EQ(first.receive(), "abc");
-   EXPECT_EQ(first.receive(), "def");
+   for (char const * const sent : {"abc", "def"})
+      EXPECT_EQ(peer.receive(), sent);
    // A new destination is where it goes from then on, though the system's socket is connected to the old one.
-   ASSERT_TRUE(socket.setDestination(loopback(second.port())));
-   EXPECT_EQ(socket.send(text, 3), 3);
+   EXPECT_TRUE(socket.setDestination(loopback(second.port())) && socket.send(text, 3) == 3);
    EXPECT_EQ(second.receive(), "abc");
 }
 
 // Nobody has the port: the report of that reaches a connected socket, and costs no datagram.
-TEST(DtInetUdpSocketSend, SurvivesAPeerThatIsNotThere)
+TEST_F(DtInetUdpSocketSend, SurvivesAPeerThatIsNotThere)
 {
-   Watchdog const watchdog;
    unsigned short const port = unusedPort();
    DtInetUdpSocket socket(loopback(port), 0, nullptr, theNonBlocking);
    ASSERT_TRUE(socket.connectToDestination());
    char byte = 'x';
    DtInetEndpoint from;
+   Chain chain({"a"});
    EXPECT_EQ(socket.send(&byte, 1), 1);
-   EXPECT_EQ(socket.recvFrom(&byte, 1, from), DtInetSockRcvFailed);
-   EXPECT_EQ(told(socket), "10054 connected recvFrom() failed on socket at " +
-                              socket.localEndpoint().toDtString().stdString() + "\nConnection refused");
+   EXPECT_EQ(told(socket.recvFrom(&byte, 1, from), socket),
+             "-1, 10054 connected recvFrom() failed on socket at " +
+                socket.localEndpoint().toDtString().stdString() + "\nConnection refused");
    socket.clearError();
    EXPECT_EQ(socket.send(&byte, 1), 1);
-   Chain chain({"a"});
    EXPECT_EQ(socket.recvToChainFrom(chain.chain, from), DtInetSockRcvNothing);
    EXPECT_EQ(socket.getLastError(), 0);
    EXPECT_EQ(socket.send(&byte, 1), 1);
@@ -194,76 +170,71 @@ TEST(DtInetUdpSocketSend, SurvivesAPeerThatIsNotThere)
    EXPECT_EQ(late.receive(), "x");
 }
 
-TEST(DtInetUdpSocketReceive, TellsWhyNot)
+using DtInetUdpSocketReceive = WithPeer;
+
+TEST_F(DtInetUdpSocketReceive, TellsWhyNot)
 {
-   LoopbackPeer peer;
    DtInetUdpSocket socket(loopback(9), 0, nullptr, theNonBlocking), blocking(loopback(9));
    std::string const at = " failed on socket at 0.0.0.0:" + std::to_string(socket.localPort()) + "\n";
    char bytes[4];
    DtInetEndpoint from = loopback(7);
-   Chain chain({"ab", "c"});
-   DtInetSockChain none;
-   EXPECT_EQ(socket.recvToChain(none), DtInetSockRcvNoRoom);
-   EXPECT_EQ(socket.recvToChainFrom(none, from), DtInetSockRcvNoRoom);
+   Chain chain({"ab", "c"}), none({});
    // On a blocking socket only the flat ones tell of a datagram that was cut; the chain has received nothing.
-   std::tuple<char const *, std::function<int(DtInetUdpSocket &)>, int> const rows[] = {
-      {"recv()", [&](auto & on) { return on.recv(bytes, 3); }, DtInetSockRcvFailed},
-      {"recvFrom()", [&](auto & on) { return on.recvFrom(bytes, 3, from); }, DtInetSockRcvFailed},
-      {"recvToChain()", [&](auto & on) { return on.recvToChain(chain.chain); }, 0},
-      {"recvToChainFrom()", [&](auto & on) { return on.recvToChainFrom(chain.chain, from); }, 0},
+   std::tuple<char const *, std::function<int(DtInetUdpSocket &, Chain &)>, int> const rows[] = {
+      {"recv()", [&](auto & on, auto &) { return on.recv(bytes, 3); }, DtInetSockRcvFailed},
+      {"recvFrom()", [&](auto & on, auto &) { return on.recvFrom(bytes, 3, from); }, DtInetSockRcvFailed},
+      {"recvToChain()", [&](auto & on, auto & to) { return on.recvToChain(to.chain); }, 0},
+      {"recvToChainFrom()", [&](auto & on, auto & to) { return on.recvToChainFrom(to.chain, from); }, 0},
    };
-   for (auto const & row : rows)
-      EXPECT_EQ(std::get<1>(row)(socket), DtInetSockRcvNothing);
-   EXPECT_TRUE(from == loopback(7) && socket.getLastError() == 0);
    for (auto const & [name, receive, cutWhenBlocking] : rows)
    {
-      peer.send("1234", "127.0.0.1", socket.localPort());
-      EXPECT_EQ(receive(socket), DtInetSockRcvFailed);
-      EXPECT_EQ(told(socket), std::string("10040 open ") + name + at + "Message too long");
-      peer.send("1234", "127.0.0.1", blocking.localPort());
-      EXPECT_EQ(receive(blocking), cutWhenBlocking);
+      EXPECT_EQ(receive(socket, none), cutWhenBlocking == 0 ? DtInetSockRcvNoRoom : DtInetSockRcvNothing);
+      EXPECT_EQ(told(receive(socket, chain), socket), "0, 0 open ? ");
+      EXPECT_EQ(from.port(), 7);
+   }
+   for (auto const & [name, receive, cutWhenBlocking] : rows)
+   {
+      deliver("1234", socket);
+      EXPECT_EQ(told(receive(socket, chain), socket),
+                std::string("-1, 10040 open ") + name + at + "Message too long");
+      deliver("1234", blocking);
+      EXPECT_EQ(receive(blocking, chain), cutWhenBlocking);
    }
    EXPECT_EQ(Counters(socket).received, Count(0, 0));
    // What fits exactly is no error.
-   peer.send("123", "127.0.0.1", socket.localPort());
-   EXPECT_EQ(socket.recvToChainFrom(chain.chain, from), 3);
-   EXPECT_EQ(from.port(), peer.port());
+   deliver("123", socket);
+   EXPECT_TRUE(socket.recvToChainFrom(chain.chain, from) == 3 && from.port() == peer.port());
    close(static_cast<int>(socket.descriptor()));
-   EXPECT_EQ(socket.recv(bytes, 4), DtInetSockRcvFailed);
-   EXPECT_EQ(socket.getLastError(), 10009);
+   EXPECT_TRUE(socket.recv(bytes, 4) == DtInetSockRcvFailed && socket.getLastError() == 10009);
 }
 
-TEST(DtInetUdpSocketChain, HasAtMost64VectorsAtATime)
+TEST_F(DtInetUdpSocketReceive, AndSendTakeAtMost64VectorsOfAChain)
 {
-   LoopbackPeer peer;
    DtInetUdpSocket socket(loopback(peer.port()), 0, nullptr, theNonBlocking);
-   Chain many(std::vector<std::string>(70, "ab"));
-   EXPECT_EQ(socket.sendChain(many.chain), 128);
-   EXPECT_EQ(peer.receive()->size(), 128u);
-   peer.send(std::string(128, 'x'), "127.0.0.1", socket.localPort());
-   EXPECT_EQ(socket.recvToChain(many.chain), 128);
-   peer.send(std::string(129, 'x'), "127.0.0.1", socket.localPort());
-   EXPECT_EQ(socket.recvToChain(many.chain), DtInetSockRcvFailed);
    DtInetUdpSocket async(loopback(peer.port()), 0, nullptr, theAsync);
-   EXPECT_EQ(async.sendChain(many.chain), 140);
-   EXPECT_EQ(peer.receive()->size(), 140u);
+   Chain many(std::vector<std::string>(70, "ab"));
+   EXPECT_TRUE(socket.sendChain(many.chain) == 128 && peer.receive()->size() == 128);
+   EXPECT_TRUE(async.sendChain(many.chain) == 140 && peer.receive()->size() == 140);
+   for (int const result : {128, int(DtInetSockRcvFailed)})
+   {
+      deliver(std::string(result == 128 ? 128 : 129, 'x'), socket);
+      EXPECT_EQ(socket.recvToChain(many.chain), result);
+   }
 }
 
 // A signal interrupts the wait, and is no reason to return.
-TEST(DtInetUdpSocketReceive, GoesOnAfterASignal)
+TEST_F(DtInetUdpSocketReceive, GoesOnAfterASignal)
 {
-   Watchdog const watchdog;
    struct sigaction action = {}, before = {};
    action.sa_handler = [](int) {};
    sigaction(SIGUSR1, &action, &before);
-   LoopbackPeer peer;
    DtInetUdpSocket socket(loopback(9));
    std::atomic<int> result(0);
    std::thread receiver([&, byte = ' ']() mutable { result = socket.recv(&byte, 1); });
    for (int i = 0; i < 20; ++i, usleep(1000))
       pthread_kill(receiver.native_handle(), SIGUSR1);
    EXPECT_EQ(result, 0);
-   peer.send("x", "127.0.0.1", socket.localPort());
+   deliver("x", socket);
    receiver.join();
    EXPECT_EQ(result, 1);
    sigaction(SIGUSR1, &before, nullptr);
@@ -271,28 +242,51 @@ TEST(DtInetUdpSocketReceive, GoesOnAfterASignal)
 
 // The callbacks around chains.
 
-/// What a callback answers; the text notes what it was given.
+/// What a callback answers, and the status that one of a receive leaves, if not 0.
 struct Script
 {
-   int result;
-   DtInetEndpoint const * endpoint;
-   std::string * seen;
+   int result, setsStatus = 0;
 };
+typedef std::vector<Script> Scripts;
 
-int follow(DtInetSocket *, int size, DtInetSockChain &, DtInetEndpoint & endpoint, void * data)
+Scripts theScripts[4];
+std::string theSeen;
+DtInetEndpoint theEnd;
+int theData[3];
+
+/// The callback of a type that was added at a place notes what it was given. Those of receives get a status
+/// in place of their data.
+template<int type, int place>
+int follow(DtInetSocket *, int size, DtInetSockChain &, DtInetEndpoint & endpoint, void * arg)
 {
-   Script const & script = *static_cast<Script *>(data);
-   EXPECT_EQ(&endpoint, script.endpoint);
-   *script.seen += std::to_string(size) + " ";
+   constexpr bool isReceive = type < DtInetSockPreSend;
+   Script const & script = theScripts[type][place];
+   int & status = *static_cast<int *>(arg);
+   EXPECT_EQ(arg == &theData[place], !isReceive);
+   EXPECT_TRUE(isReceive || &endpoint == &theEnd);
+   theSeen += std::to_string(size) + (isReceive ? "/" + std::to_string(status) : "") +
+              (isReceive && endpoint.port() != 0 ? "! " : " ");
+   status = isReceive && script.setsStatus != 0 ? script.setsStatus : status;
    return script.result;
 }
 
-TEST(DtInetUdpSocketCallbacks, OfSends)
+template<int type>
+void addCallbacks(DtInetUdpSocket & socket, Scripts const & scripts)
 {
-   LoopbackPeer peer;
+   DtInetSocketProcessingCb const callbacks[] = {follow<type, 0>, follow<type, 1>, follow<type, 2>};
+   theScripts[type] = scripts;
+   theSeen.clear();
+   for (std::size_t i = 0; i < scripts.size(); ++i)
+      socket.addProcessingCallback(DtInetSockProcessingType(type), callbacks[i], &theData[i], -1);
+}
+
+using DtInetUdpSocketCallbacks = WithPeer;
+
+TEST_F(DtInetUdpSocketCallbacks, OfSends)
+{
    struct
    {
-      std::vector<int> before, after;
+      Scripts before, after;
       unsigned long flags;
       int result;
       std::string sizes, onWire;
@@ -300,120 +294,82 @@ TEST(DtInetUdpSocketCallbacks, OfSends)
       std::string text;
    } const rows[] = {
       {{}, {}, 0, 5, "", "hello", {1, 5}, ""},
-      {{5}, {7}, 0, 12, "5 5 ", "hello", {1, 5}, ""},
+      {{{5}}, {{7}}, 0, 12, "5 5 ", "hello", {1, 5}, ""},
       // Taken whole: later ones are passed over, and nothing is sent.
-      {{0, 3}, {}, 0, 5, "5 ", "", {1, 5}, ""},
-      {{2, 0, 1}, {1}, 0, 6, "5 2 5 ", "", {1, 5}, ""},
+      {{{0}, {3}}, {}, 0, 5, "5 ", "", {1, 5}, ""},
+      {{{2}, {0}, {1}}, {{1}}, 0, 6, "5 2 5 ", "", {1, 5}, ""},
       // Taken in part: what was really sent counts.
-      {{2, 1}, {}, 0, 5, "5 2 ", "hello", {1, 5}, ""},
-      {{-1, 3}, {}, 0, -1, "5 ", "", {0, 0}, "Pre-send callback failed."},
-      {{5}, {1, -2, 3}, 0, -1, "5 5 6 ", "hello", {1, 5}, "Post-send callback failed."},
-      {{-1}, {2}, DtInetSockSkipPreCallbacks, 7, "5 ", "hello", {1, 5}, ""},
-      {{5}, {-1}, DtInetSockSkipPostCallbacks, 5, "5 ", "hello", {1, 5}, ""},
+      {{{2}, {1}}, {}, 0, 5, "5 2 ", "hello", {1, 5}, ""},
+      {{{-1}, {3}}, {}, 0, -1, "5 ", "", {0, 0}, "Pre-send callback failed."},
+      {{{5}}, {{1}, {-2}, {3}}, 0, -1, "5 5 6 ", "hello", {1, 5}, "Post-send callback failed."},
+      {{{-1}}, {{2}}, DtInetSockSkipPreCallbacks, 7, "5 ", "hello", {1, 5}, ""},
+      {{{5}}, {{-1}}, DtInetSockSkipPostCallbacks, 5, "5 ", "hello", {1, 5}, ""},
    };
+   theEnd = loopback(peer.port());
    for (auto const & row : rows)
    {
-      DtInetUdpSocket socket(loopback(peer.port()));
-      std::string seen;
-      DtInetEndpoint to = loopback(peer.port());
-      std::deque<Script> scripts;
-      auto const add = [&](DtInetSockProcessingType type, int result) {
-         socket.addProcessingCallback(type, follow, &scripts.emplace_back(Script{result, &to, &seen}), -1);
-      };
-      for (int const result : row.before)
-         add(DtInetSockPreSend, result);
-      for (int const result : row.after)
-         add(DtInetSockPostSend, result);
+      DtInetUdpSocket socket(theEnd);
+      addCallbacks<DtInetSockPreSend>(socket, row.before);
+      addCallbacks<DtInetSockPostSend>(socket, row.after);
       Chain chain({"he", "llo"});
-      EXPECT_EQ(socket.sendChainTo(chain.chain, to, row.flags), row.result) << &row - rows;
-      EXPECT_EQ(seen, row.sizes) << &row - rows;
-      EXPECT_EQ(Counters(socket).sent, row.counted) << &row - rows;
-      EXPECT_EQ(peer.receive(row.onWire.empty() ? 0.0 : 5.0).value_or(""), row.onWire);
-      EXPECT_EQ(told(socket),
-                row.text.empty() ? "0 open ? " : "-1 error sendChain()/sendChainTo(): " + row.text);
-      // A flat send runs none, and an empty chain only those behind it.
       DtInetSockChain empty;
+      EXPECT_EQ(told(socket.sendChainTo(chain.chain, theEnd, row.flags), socket),
+                std::to_string(row.result) +
+                   (row.text.empty() ? ", 0 open ? " : ", -1 error sendChain()/sendChainTo(): ") + row.text);
+      EXPECT_EQ(std::pair(theSeen, Counters(socket).sent), std::pair(row.sizes, row.counted)) << &row - rows;
+      EXPECT_EQ(peer.receive(row.onWire.empty() ? 0.0 : 5.0).value_or(""), row.onWire);
+      // A flat send runs none, and an empty chain only those behind it.
       EXPECT_EQ(socket.send(chain.pieces[0].data(), 2), 2);
       EXPECT_EQ(socket.sendChain(empty, DtInetSockSkipPostCallbacks), 0);
-      EXPECT_EQ(seen, row.sizes);
+      EXPECT_EQ(theSeen, row.sizes);
       EXPECT_EQ(peer.receive(), "he");
    }
 }
 
-// Receive callbacks get no data: they find their script by what the test runs at the time.
-struct ReceiveScript
+TEST_F(DtInetUdpSocketCallbacks, OfReceives)
 {
-   int setsStatus, result;
-};
-
-std::vector<ReceiveScript> theBefore, theAfter;
-std::string theSeen;
-int theData = 0;
-
-template<bool isBefore, int place>
-int followReceive(DtInetSocket *, int size, DtInetSockChain &, DtInetEndpoint & from, void * arg)
-{
-   EXPECT_NE(arg, &theData);
-   int & status = *static_cast<int *>(arg);
-   theSeen += std::to_string(size) + "/" + std::to_string(status) + (from.port() != 0 ? "! " : " ");
-   ReceiveScript const & script = (isBefore ? theBefore : theAfter)[place];
-   status = script.setsStatus != 0 ? script.setsStatus : status;
-   return script.result;
-}
-
-TEST(DtInetUdpSocketCallbacks, OfReceives)
-{
-   LoopbackPeer peer;
    struct
    {
-      std::vector<ReceiveScript> before, after;
+      Scripts before, after;
       unsigned long flags;
       bool isSent;
       int result;
-      char const * seen;
+      std::string seen;
       Count counted;
    } const rows[] = {
-      {{{0, 9}}, {{0, 5}}, 0, true, 5, "0/0 5/0! ", {1, 5}},
+      {{{9}}, {{5}}, 0, true, 5, "0/0 5/0! ", {1, 5}},
       // Served from elsewhere: the socket isn't read.
-      {{{0, 3}, {-5, 7}}, {{0, 4}}, 0, false, 4, "0/0 0/0 7/-5 ", {1, 7}},
-      {{{-5, 0}}, {{0, 0}}, 0, false, -5, "0/0 0/-5 ", {0, 0}},
-      {{{-4, 7}}, {{0, 1}}, 0, true, 1, "0/0 5/-4! ", {1, 5}},
+      {{{3}, {7, -5}}, {{4}}, 0, false, 4, "0/0 0/0 7/-5 ", {1, 7}},
+      {{{0, -5}}, {{0}}, 0, false, -5, "0/0 0/-5 ", {0, 0}},
+      {{{7, -4}}, {{1}}, 0, true, 1, "0/0 5/-4! ", {1, 5}},
       // Dropped: the others still run, and share the status.
-      {{}, {{-2, 0}, {0, 0}, {-3, 0}}, 0, true, -3, "5/0! -2/-2! -2/-2! ", {1, 5}},
-      {{}, {{-2, 0}, {0, 6}}, 0, true, 6, "5/0! -2/-2! ", {1, 5}},
-      {{}, {{0, 0}}, 0, false, 0, "0/0 ", {0, 0}},
-      {{{-5, 7}}, {{0, 2}}, DtInetSockSkipPreCallbacks, true, 2, "5/0! ", {1, 5}},
-      {{{-5, 7}}, {{0, 2}}, DtInetSockSkipPostCallbacks, false, 7, "0/0 ", {1, 7}},
+      {{}, {{0, -2}, {0}, {0, -3}}, 0, true, -3, "5/0! -2/-2! -2/-2! ", {1, 5}},
+      {{}, {{0, -2}, {6}}, 0, true, 6, "5/0! -2/-2! ", {1, 5}},
+      {{}, {{0}}, 0, false, 0, "0/0 ", {0, 0}},
+      {{{7, -5}}, {{2}}, DtInetSockSkipPreCallbacks, true, 2, "5/0! ", {1, 5}},
+      {{{7, -5}}, {{2}}, DtInetSockSkipPostCallbacks, false, 7, "0/0 ", {1, 7}},
    };
-   DtInetSocketProcessingCb const before[] = {followReceive<true, 0>, followReceive<true, 1>};
-   DtInetSocketProcessingCb const after[] = {followReceive<false, 0>, followReceive<false, 1>,
-                                             followReceive<false, 2>};
    for (bool const withSender : {true, false})
       for (auto const & row : rows)
       {
          DtInetUdpSocket socket(loopback(9), 0, nullptr, theNonBlocking);
-         theBefore = row.before;
-         theAfter = row.after;
-         theSeen.clear();
-         for (std::size_t i = 0; i < row.before.size(); ++i)
-            socket.addProcessingCallback(DtInetSockPreReceive, before[i], &theData, 1);
-         for (std::size_t i = 0; i < row.after.size(); ++i)
-            socket.addProcessingCallback(DtInetSockPostReceive, after[i], &theData, 1);
+         addCallbacks<DtInetSockPreReceive>(socket, row.before);
+         addCallbacks<DtInetSockPostReceive>(socket, row.after);
          if (row.isSent)
-            peer.send("hello", "127.0.0.1", socket.localPort());
+            deliver("hello", socket);
          Chain chain({"---", "---"});
+         DtInetSockChain empty;
          DtInetEndpoint from;
+         char byte;
          EXPECT_EQ(withSender ? socket.recvToChainFrom(chain.chain, from, row.flags)
                               : socket.recvToChain(chain.chain, row.flags),
                    row.result);
          std::string seen = row.seen;
          if (!withSender)
             seen.erase(std::remove(seen.begin(), seen.end(), '!'), seen.end());
-         EXPECT_EQ(theSeen, seen) << &row - rows;
-         EXPECT_EQ(Counters(socket).received, row.counted) << &row - rows;
+         EXPECT_EQ(std::pair(theSeen, Counters(socket).received), std::pair(seen, row.counted))
+            << &row - rows;
          // A flat receive, and one into an empty chain, run none.
-         DtInetSockChain empty;
-         char byte;
          EXPECT_TRUE(socket.recv(&byte, 1) == 0 && socket.recvFrom(&byte, 1, from) == 0);
          EXPECT_EQ(socket.recvToChain(empty), DtInetSockRcvNoRoom);
          EXPECT_EQ(theSeen, seen);
@@ -421,40 +377,36 @@ TEST(DtInetUdpSocketCallbacks, OfReceives)
 }
 
 // Sending and receiving by the background thread.
+using DtInetUdpSocketAsync = WithPeer;
 
 // The queue's own counts, as callers know them: every poll of it is a packet, and -4 takes four bytes off.
-TEST(DtInetUdpSocketAsync, CountsPollsOfTheQueue)
+TEST_F(DtInetUdpSocketAsync, CountsPollsOfTheQueue)
 {
-   Watchdog const watchdog;
-   LoopbackPeer peer;
    DtInetUdpSocket socket(loopback(peer.port()), 0, nullptr, theAsync);
    char bytes[4];
    DtInetEndpoint from = loopback(7);
    Chain chain({"-", "--"});
-   EXPECT_EQ(socket.recv(bytes, 4), DtInetSockRcvNothing);
-   EXPECT_EQ(socket.recvFrom(bytes, 4, from), DtInetSockRcvNothing);
+   EXPECT_TRUE(socket.recv(bytes, 4) == 0 && socket.recvFrom(bytes, 4, from) == 0 &&
+               socket.recvToChain(chain.chain) == DtInetSockRcvNothing);
    EXPECT_STREQ(from.toDtString(true), "0.0.0.0:any(UDP)");
-   EXPECT_EQ(socket.recvToChain(chain.chain), DtInetSockRcvNothing);
    EXPECT_EQ(Counters(socket).received, Count(2, 0));
+   auto const poll = [&](bool isFlat)
+   {
+      socket.clearStats();
+      return isFlat ? socket.recv(bytes, 4) : socket.recvToChain(chain.chain);
+   };
    for (bool const isFlat : {true, false})
    {
-      peer.send("12345", "127.0.0.1", socket.localPort());
-      EXPECT_TRUE(eventually(
-         [&]
-         {
-            socket.clearStats();
-            return (isFlat ? socket.recv(bytes, 4) : socket.recvToChain(chain.chain)) == DtInetSockRcvNoRoom;
-         }));
+      deliver("12345", socket);
+      EXPECT_TRUE(eventually([&] { return poll(isFlat) == DtInetSockRcvNoRoom; }));
       EXPECT_EQ(Counters(socket).received, Count(1, static_cast<std::uint64_t>(-4)));
    }
    EXPECT_EQ(chain.text(), "123");
    EXPECT_EQ(socket.getLastError(), 0);
 }
 
-TEST(DtInetUdpSocketAsync, FailureOfASendShowsAtTheNext)
+TEST_F(DtInetUdpSocketAsync, FailureOfASendShowsAtTheNext)
 {
-   Watchdog const watchdog;
-   LoopbackPeer peer;
    DtInetEndpoint const any(DtInetAddr(), peer.port(), DtInetProtoUdp);
    std::tuple<DtInetEndpoint, int, int> const rows[] = {{loopback(peer.port()), 70000, 10040},
                                                         {any, 5, 10049}};
@@ -470,28 +422,24 @@ TEST(DtInetUdpSocketAsync, FailureOfASendShowsAtTheNext)
 }
 
 // A datagram larger than the engine's buffer yields -4, and the reading goes on.
-TEST(DtInetUdpSocketAsync, TellsOfADatagramThatWasCut)
+TEST_F(DtInetUdpSocketAsync, TellsOfADatagramThatWasCut)
 {
-   Watchdog const watchdog;
    int const before = DtInetUtils::getMaxPacketBufferSize();
    DtInetUtils::setMaxPacketBufferSize(1000);
-   LoopbackPeer peer;
    DtInetUdpSocket socket(loopback(peer.port()), 0, nullptr, 0xD83);
    DtInetUtils::setMaxPacketBufferSize(before);
    std::vector<char> room(2000);
    for (std::size_t const size : {1001u, 1000u})
    {
-      peer.send(std::string(size, 'x'), "127.0.0.1", socket.localPort());
+      deliver(std::string(size, 'x'), socket);
       int got = 0;
       EXPECT_TRUE(eventually([&] { return (got = socket.recv(room.data(), room.size())) != 0; }));
       EXPECT_EQ(got, size == 1000u ? 1000 : int(DtInetSockRcvNoRoom));
    }
 }
 
-TEST(DtInetUdpSocketAsync, SendsAllBeforeItCloses)
+TEST_F(DtInetUdpSocketAsync, SendsAllBeforeItCloses)
 {
-   Watchdog const watchdog;
-   LoopbackPeer peer;
    {
       DtInetUdpSocket socket(loopback(peer.port()), 0, nullptr, 0xE80);
       for (char digit = '0'; digit <= '9'; ++digit)
@@ -504,32 +452,26 @@ TEST(DtInetUdpSocketAsync, SendsAllBeforeItCloses)
 }
 
 // Whoever floods the socket makes it hold so much and no more; what comes later is heard all the same.
-TEST(DtInetUdpSocketAsync, HoldsAnUnreadQueueWithinBounds)
+TEST_F(DtInetUdpSocketAsync, HoldsAnUnreadQueueWithinBounds)
 {
-   Watchdog const watchdog(240);
-   LoopbackPeer peer;
    DtInetUdpSocket socket(loopback(peer.port()), 0, nullptr, 0xD83);
-   std::string const large(60000, 'x');
    // The background thread reads all that comes, until it stops reading.
    auto const isRead = [&] { return socket.getBytesAvailable() == 0; };
-   int sent = 0;
+   int sent = 0, received = 0;
    do
-      peer.send(large, "127.0.0.1", socket.localPort());
+      deliver(std::string(60000, 'x'), socket);
    while (++sent < 2000 && eventually(isRead, 1.0));
-   EXPECT_LT(sent, 1500);
-   EXPECT_GT(sent, 500);
+   EXPECT_TRUE(sent > 500 && sent < 1500) << sent;
    std::vector<char> room(65536);
-   int received = 0;
    EXPECT_TRUE(eventually(
       [&] { return (received += socket.recv(room.data(), room.size()) == 60000 ? 1 : 0) == sent; }));
-   peer.send("still there", "127.0.0.1", socket.localPort());
+   deliver("still there", socket);
    EXPECT_TRUE(eventually([&] { return socket.recv(room.data(), room.size()) == 11; }));
 }
 
 // The caller's thread and the background thread at the same socket, options included.
-TEST(DtInetUdpSocketAsync, MayBeSetUpWhileItWorks)
+TEST_F(DtInetUdpSocketAsync, MayBeSetUpWhileItWorks)
 {
-   Watchdog const watchdog;
    DtInetUdpSocket socket(loopback(9), 0, nullptr, theAsync);
    ASSERT_TRUE(socket.setDestination(loopback(socket.localPort())));
    char bytes[4];
