@@ -63,6 +63,17 @@ private:
    mutable std::uint32_t hash;
 };
 
+// Inline for the table, which asks for nothing more often.
+inline unsigned long DtBaseHashKey::hashValue() const
+{
+   if (!isHashed)
+   {
+      hash = static_cast<std::uint32_t>(computeHashValue());
+      isHashed = true;
+   }
+   return hash;
+}
+
 /// A number of 32 bits, which is its own hash; the text is its decimal digits.
 class TSLUTIL_EXPORT DtIntHashKey : public DtBaseHashKey
 {
