@@ -4,8 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Writing to where a person reads along, the standard streams and the process's console; and the keyboard:
-/// descriptor 0, if that is a terminal in whose foreground the process stands.
+/// Writing to where a person reads along: the standard streams and the process's console.
 namespace tsl::platform
 {
 
@@ -35,16 +34,5 @@ void writeConsole(std::intptr_t console, char const * text, std::size_t size);
 
 /// Gives a console back.
 void closeConsole(std::intptr_t console);
-
-/// Whether a key is waiting: 1, 0 for none or no keyboard, -1 with `errno` set on failure. From then on the
-/// terminal hands out single keys, without echo and Enter as 13, until restoreKeyboard, which the end of the
-/// process and signals that end or stop it call too, unless the application handles them.
-int keyWaiting();
-
-/// Waits for a key; -1 without a keyboard, or if it goes. A terminal that was no raw one is none afterwards.
-int readKey();
-
-/// Puts the terminal back as it was before keyWaiting. May be called inside a crash.
-void restoreKeyboard();
 
 } // namespace tsl::platform

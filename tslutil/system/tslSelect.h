@@ -38,6 +38,7 @@ private:
    {
       int count;
       int descriptors[64];
+      bool has(int fd) const;
    };
 
    int highest;

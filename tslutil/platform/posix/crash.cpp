@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/platform/crash.h"
 
+#include "tslutil/platform/keyboard.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -217,6 +219,7 @@ void onCrash(int signal, siginfo_t * details, void * context)
    pid_t first = 0;
    if (theCrashedThread.compare_exchange_strong(first, self))
    {
+      restoreKeyboard();
       CrashInfo info = {signal, details, static_cast<ucontext_t const *>(context)};
       theFilter.load()(&info);
    }
