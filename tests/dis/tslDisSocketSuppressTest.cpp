@@ -256,6 +256,12 @@ TEST(DtDisSocketSuppress, WorkerSendsInOrderAndDropsWhatFails)
       EXPECT_EQ(sendInChain(dis, "never", to), 5);
       EXPECT_FALSE(peer.receive(0));
    }
+   DtInetDevice loopback(DtString("lo"));
+   DtDisSocket unopened(to, unusedPort(), &loopback, DtInetSockFlagAsyncSend | DtInetSockFlagReuseAddress,
+                        false, true);
+   EXPECT_EQ(sendFlat(unopened, "early", to), 5);
+   EXPECT_TRUE(unopened.openSocket());
+   EXPECT_EQ(peer.receive(), "early") << "waits for the open";
 }
 
 TEST(DtDisSocketSuppress, NetworksOfTwoHosts)

@@ -82,7 +82,7 @@ int SendWorker::submit(std::size_t size, DtInetEndpoint const & to, Fill const &
    std::size_t nameSize = 0;
    sockaddr const * const name = EndpointAccess::systemName(to, DtInetProtoUdp, nameSize);
    int const count = static_cast<int>(size);
-   if (!running || platform::checkPeer(name) != 0)
+   if (isEnding || platform::checkPeer(name) != 0)
       return count; // one of those that fail
    bool isWakeUp = false;
    {

@@ -39,7 +39,8 @@ public:
    /// doesn't run.
    void stop();
 
-   /// Posts a copy of a datagram to a UDP endpoint, and answers its size.
+   /// Posts a copy of a datagram to a UDP endpoint, and answers its size. What is posted ahead of start()
+   /// waits for it; what is posted after stop() is lost.
    int post(char const * data, std::size_t size, DtInetEndpoint const & to);
    int post(DtInetSockChain const & chain, DtInetEndpoint const & to);
 

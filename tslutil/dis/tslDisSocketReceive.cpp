@@ -84,10 +84,10 @@ int DtDisSocket::filterExercisePdus(int count, DtInetSockChain & chain, DtInetEn
    }
    bool coupled = false;
    int const size = getPduSize(header, 0, chain.begin(), chain.end(), status, coupled, false);
-   if (!coupled)
-      return size;
    std::int64_t const filled =
       size + (size == count ? 0 : tsl::fillBehind(size, receiveBundleByteAlignment(pdu.version())));
+   if (!coupled)
+      return size;
    int const extra =
       getCoupledAttributePduSize(header, 0, chain.begin(), chain.end(), status, static_cast<int>(filled));
    if (extra != 0)

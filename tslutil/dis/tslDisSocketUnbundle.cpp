@@ -43,7 +43,6 @@ private:
    std::int64_t room() const { return std::max<std::int64_t>(sizeOf(current) - position, 0); }
 
    void measure();
-   void findAlignment();
    void mergeAttribute();
    void keepFirst();
    void queueNext();
@@ -79,15 +78,11 @@ int DtDisSocket::Unbundling::run()
    return static_cast<int>(result);
 }
 
+/// Finds the size of the PDU at hand, and how the one behind it is aligned.
 void DtDisSocket::Unbundling::measure()
 {
    size = socket.getPduSize(pdu(), offset, current, end, status, coupled, false);
-}
-
-/// Finds how the PDU behind the one at hand is aligned.
-void DtDisSocket::Unbundling::findAlignment()
-{
-   bool const isHere = position < sizeOf(current);
+   bool const isHere = current != end && position < sizeOf(current);
    int const version =
       isHere ? pdu()->protocolVersion : tsl::PduReader(pdu(), position, current, end).version();
    alignment = socket.receiveBundleByteAlignment(version);
@@ -102,7 +97,6 @@ void DtDisSocket::Unbundling::keepFirst()
       remaining = 0;
    else
    {
-      findAlignment();
       if (coupled)
          mergeAttribute();
       std::int64_t const unit = static_cast<unsigned short>(size + tsl::fillBehind(size, alignment));
@@ -135,12 +129,7 @@ void DtDisSocket::Unbundling::queueNext()
       remaining = 0;
       return;
    }
-   std::int64_t fill = 0;
-   if (size != remaining)
-   {
-      findAlignment();
-      fill = tsl::fillBehind(size, alignment);
-   }
+   std::int64_t const fill = size == remaining ? 0 : tsl::fillBehind(size, alignment);
    if (coupled)
    {
       // No status that this starts from counts as found: a later PDU never has its Attribute PDU merged.
