@@ -66,6 +66,7 @@ public:
 
 private:
    bool onOwnBuffer() const;
+   void takeStorage(int size, DtBufferPlaceHolder * holder);
 
    char * myData;
    char * myInternalBuffer;

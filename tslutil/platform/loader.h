@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-
-/// Shared libraries: loading them, and reading their files without loading. May be called on any thread.
+/// Shared libraries, as the system loads them. May be called on any thread.
 namespace tsl::platform
 {
 
@@ -35,25 +32,5 @@ void * librarySymbol(void * library, char const * symbol);
 
 /// Gives up one load.
 void unloadLibrary(void * library);
-
-/// A plain file, read here and there. What it holds is never mapped: it may be cut short meanwhile.
-class LibraryFile
-{
-public:
-   /// Opens the file if it is a plain one; nothing else is waited for.
-   explicit LibraryFile(char const * name);
-   ~LibraryFile();
-   LibraryFile(LibraryFile const &) = delete;
-   LibraryFile & operator=(LibraryFile const &) = delete;
-
-   bool isOpen() const;
-
-   /// Reads exactly `count` bytes from `offset` on. False if the file doesn't have them.
-   bool read(std::uint64_t offset, void * to, std::size_t count) const;
-
-private:
-   int myDescriptor;
-   std::uint64_t mySize;
-};
 
 } // namespace tsl::platform

@@ -26,7 +26,7 @@ public:
 
 protected:
    /// Adds the extension if asked to and loads the library; a failure shows in isValid and error.
-   virtual bool open(bool addExtension, bool second, bool third);
+   virtual void open(bool addExtension, bool second, bool third);
 
 public:
    /// Whether a library is loaded.
@@ -48,4 +48,7 @@ protected:
    DtString myLibraryName;
    /// From DtStrdup; null when there is no complaint.
    char * errorText;
+
+private:
+   void complain(char const * text);
 };
