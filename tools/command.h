@@ -25,3 +25,9 @@ void addExchangeCommand(CLI::App & app, ExitCode & code);
 
 /// Reads federation object models, tells whether they fit, merges them and compares them.
 void addFomCommand(CLI::App & app, ExitCode & code);
+
+/// Shows the blocks of shared memory and who holds them, and removes those that nobody holds.
+void addShmCommand(CLI::App & app, ExitCode & code);
+
+/// Prints a crash dump with the functions and lines of its addresses.
+void addCrashCommand(CLI::App & app, ExitCode & code);

@@ -13,6 +13,8 @@ int main(int argc, char ** argv)
    ExitCode code = ExitWell;
    addExchangeCommand(app, code);
    addFomCommand(app, code);
+   addShmCommand(app, code);
+   addCrashCommand(app, code);
    try
    {
       app.parse(argc, argv);
