@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "tslutil/thread/tslLockfreeQueue.h"
+
+#include "support/allocations.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+TEST(DtLockfreeQueue, HoldsItsCapacityForAllHandlesWithoutAllocating)
+{
+   char bytes[1000];
+   for (unsigned int capacity : {0u, 1u, 2u, 1000u})
+   {
+      DtLockfreeQueueImpl queue(capacity), other(1);
+      // Only one handle of a queue is destroyed.
+      alignas(DtLockfreeQueueImpl) unsigned char memory[sizeof(DtLockfreeQueueImpl)];
+      DtLockfreeQueueImpl & handle = *new (memory) DtLockfreeQueueImpl(other);
+      handle = queue;
+      AllocationCount const use;
+      for (int round = 0; round < 3; ++round)
+      {
+         EXPECT_TRUE(queue._empty());
+         for (unsigned int i = 0; i < capacity; ++i)
+            EXPECT_TRUE(queue._push(bytes + i));
+         EXPECT_FALSE(handle._push(&other));
+         EXPECT_EQ(handle._empty(), capacity == 0);
+         void * value = nullptr;
+         for (unsigned int i = 0; i < capacity; ++i)
+         {
+            EXPECT_EQ(handle._pop(value), 1u);
+            EXPECT_EQ(value, bytes + i);
+         }
+         value = &other;
+         EXPECT_EQ(queue._pop(value), 0u);
+         EXPECT_EQ(value, &other);
+      }
+      EXPECT_EQ(queue._push(bytes), capacity > 0);
+      EXPECT_EQ(use.here(), 0u);
+   }
+}
+
+/// QUEUE_POINTERS=10000000 makes it the long run.
+TEST(DtLockfreeQueue, CarriesPointersBetweenTwoThreadsInOrder)
+{
+   char const * const wish = std::getenv("QUEUE_POINTERS");
+   // What a pointer refers to is written ahead of the push and read behind the pop.
+   std::vector<std::size_t> objects(wish != nullptr ? std::strtoull(wish, nullptr, 10) : 50000);
+   DtLockfreeQueueImpl queue(1000);
+   std::thread producer(
+      [&]
+      {
+         for (std::size_t i = 0; i < objects.size(); ++i)
+            for (objects[i] = i; !queue._push(&objects[i]);)
+               std::this_thread::yield();
+      });
+   std::size_t inOrder = 0;
+   for (std::size_t & object : objects)
+   {
+      void * value = nullptr;
+      while (queue._pop(value) == 0)
+         std::this_thread::yield();
+      inOrder += value == &object && *static_cast<std::size_t *>(value) == inOrder;
+   }
+   producer.join();
+   EXPECT_EQ(inOrder, objects.size());
+   EXPECT_TRUE(queue._empty());
+}
+
+} // namespace
