@@ -58,22 +58,17 @@ TEST(DtPrintAttribute, WritesToAnyStreamAndPutsItsFlagsBack)
    EXPECT_EQ(out.flags(), flags);
 }
 
-TEST(DtDumpLineOfHex, SetsTheWidthOnceEvenWithNoByteToTakeIt)
-{
-   std::ostringstream out;
-   DtDumpLineOfHex(out, nullptr, 0);
-   out << 7;
-   EXPECT_EQ(out.str(), "\n07");
-}
-
-TEST(PrintHexToStream, WritesTwoDigitsForEveryByteAndEndsEachLine)
+TEST(DtDump, HexLinesSetTheWidthOnceAndHexStreamsAtEveryByte)
 {
    unsigned char bytes[] = {1, 0xab, 0x20, 0xff, 0};
    std::ostringstream out;
+   // The width waits for what comes next, also with no byte to take it.
+   DtDumpLineOfHex(out, nullptr, 0);
+   out << 7 << "\n";
    for (unsigned int const perLine : {2u, 5u, 0u})
       printHexToStream(out, perLine, bytes, 5);
    printHexToStream(out, 2, bytes, 0);
-   EXPECT_EQ(out.str(), " 01 ab\n 20 ff\n 00\n 01 ab 20 ff 00\n 01 ab 20 ff 00\n");
+   EXPECT_EQ(out.str(), "\n07\n 01 ab\n 20 ff\n 00\n 01 ab 20 ff 00\n 01 ab 20 ff 00\n");
 }
 
 } // namespace

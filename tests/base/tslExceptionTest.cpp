@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/base/tslException.h"
 
+#include "support/capturedStream.h"
 #include "support/slots.h"
+#include "tslutil/base/tslAssert.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <sstream>
@@ -20,17 +22,14 @@ std::string printed(DtException const & exception)
 
 TEST(DtException, HoldsMessageAndLocation)
 {
-   EXPECT_THAT(
-      (std::vector{slotOf(&DtException::lastException), slotOf(&DtException::initialException),
-                   slotOf(&DtException::message), slotOf(&DtException::what), slotOf(&DtException::where)}),
-      ::testing::ElementsAre(2, 3, 4, 5, 6));
+   typedef DtException E;
+   EXPECT_TRUE(inSlotsFrom(2, &E::lastException, &E::initialException, &E::message, &E::what, &E::where));
    DtException const full("text", "int f()", "file.cpp", 4000000000u, nullptr);
-   EXPECT_EQ(full.what(), DtString("text"));
-   EXPECT_EQ(full.where(), DtString("int f() [file.cpp:4000000000] "));
-   EXPECT_EQ(full.lastException(), nullptr);
-   EXPECT_EQ(full.initialException(), &full);
-   EXPECT_EQ(printed(DtException(nullptr, nullptr)), " ()\n");
-   EXPECT_EQ(printed(DtException(nullptr, nullptr, nullptr, 1, nullptr)), " ( [:1] )\n");
+   EXPECT_STREQ(full.what() + "|" + full.where(), "text|int f() [file.cpp:4000000000] ");
+   EXPECT_TRUE(full.lastException() == nullptr && full.initialException() == &full);
+   EXPECT_EQ(printed(DtException(nullptr, nullptr)) +
+                printed(DtException(nullptr, nullptr, nullptr, 1, nullptr)),
+             " ()\n ( [:1] )\n");
 }
 
 TEST(DtException, CopiesOfAChainStandAlone)
@@ -60,6 +59,43 @@ TEST(DtTemplatedException, IsToldApartByItsNumber)
    EXPECT_THROW(throw DtThreadCreationError("c"), DtTemplatedException<1003>);
    EXPECT_THROW(throw DtTemplatedException<7>("d", "f", "a", 1), DtException);
    EXPECT_STREQ(DtTslRtiMismatchException("e").message(), "e");
+}
+
+TEST(DtAssert, DoesWhatItIsToldToAtAFailureOnly)
+{
+   CapturedStream captured;
+   static std::string calls;
+   calls.clear();
+   int tests = 0;
+   EXPECT_EQ(DtAssert::getAssertFunction(), nullptr);
+   DtASSERT(++tests == 0);
+   DtAssert::setAssertFunction(
+      [](char const * file, char const * function, int line, char const * expression)
+      { calls += std::string(file) + function + std::to_string(line) + expression; });
+   DtASSERT(++tests == 2);
+   std::string const line = std::to_string(__LINE__ + 1);
+   DtASSERT(++tests == 0);
+   EXPECT_EQ(calls, __FILE__ + std::string(__PRETTY_FUNCTION__) + line + "++tests == 0");
+   DtAssert::ignore();
+   DtASSERT(++tests == 0);
+   EXPECT_EQ(tests, 4);
+
+   DtAssert::warn();
+   DtAssert::getAssertFunction()("a.cpp", "void f()", 12, "x > 0");
+   DtAssert::fatal();
+   try
+   {
+      DtAssert::getAssertFunction()("b.cpp", "void g()", 34, "y");
+      ADD_FAILURE() << "it returned";
+   }
+   catch (DtException * thrown)
+   {
+      EXPECT_EQ(thrown->where() + thrown->what(), DtString("void g() [b.cpp:34] Assert"));
+      delete thrown;
+   }
+   DtAssert::ignore();
+   EXPECT_EQ(captured.textAt(1), "DtAssert `x > 0` Failed in `void f()` [a.cpp:12]\n"
+                                 "DtAssert `y` Failed in `void g()` [b.cpp:34]\n");
 }
 
 } // namespace

@@ -59,8 +59,7 @@ struct Noting : DtList
 
 TEST(DtList, PutsDataWhereItIsAskedThroughItsSlots)
 {
-   EXPECT_EQ(slotOf(&Noting::addToList), 2u);
-   EXPECT_EQ(slotOf(&Noting::removeFromList), 3u);
+   EXPECT_TRUE(inSlotsFrom(2, &Noting::addToList, &Noting::removeFromList));
    Noting list;
    DtListItem * const b = list.addToEnd(data('b'));
    list.addToStart(data('a'));
@@ -79,16 +78,12 @@ TEST(DtList, RemovesFindsAndCopiesData)
 {
    Noting list;
    fill(list, "ab-cb-");
-   EXPECT_EQ(list.itemLookup(data('b')), list.first()->next());
-   EXPECT_EQ(list.itemLookup(nullptr), list.first()->next()->next());
-   EXPECT_EQ(list.itemLookup(data('z')), nullptr);
-   EXPECT_EQ(list.remove(list.itemLookup(data('c'))), data('c'));
-   EXPECT_EQ(list.remove(nullptr), nullptr);
-   EXPECT_EQ(list.remove(list.first()), data('a'));
-   EXPECT_EQ(list.remove(list.last()), nullptr);
+   EXPECT_TRUE(list.itemLookup(data('b')) == list.first()->next() && list.itemLookup(data('z')) == nullptr &&
+               list.itemLookup(nullptr) == list.first()->next()->next());
+   EXPECT_TRUE(list.remove(list.itemLookup(data('c'))) == data('c') && list.remove(nullptr) == nullptr &&
+               list.remove(list.first()) == data('a') && list.remove(list.last()) == nullptr);
    DtList const copy(list);
-   EXPECT_EQ(lettersOf(copy), "b-b");
-   EXPECT_NE(copy.first(), list.first());
+   EXPECT_TRUE(lettersOf(copy) == "b-b" && copy.first() != list.first());
    list.notes.clear();
    DtList & target = list;
    target = copy;
@@ -136,31 +131,28 @@ TEST(DtIntrusiveList, TellsObjectsTheirPlace)
 {
    Object a, b, c, d;
    Objects list;
+   typedef std::vector<void *> Places;
    list.put(a);
    EXPECT_EQ(a.wrapNext(), &a);
    list.put(b);
    list.put(c);
-   EXPECT_EQ((std::vector<void *>{a.prev(), b.prev(), c.prev()}), (std::vector<void *>{nullptr, &a, &b}));
-   EXPECT_EQ((std::vector<void *>{a.next(), b.next(), c.next()}), (std::vector<void *>{&b, &c, nullptr}));
-   EXPECT_EQ((std::vector<void *>{a.wrapPrev(), b.wrapNext(), c.wrapNext()}),
-             (std::vector<void *>{&c, &c, &a}));
-   EXPECT_EQ(Object(b).next(), &c);
+   EXPECT_EQ((Places{a.prev(), b.prev(), c.prev(), a.wrapPrev()}), (Places{nullptr, &a, &b, &c}));
+   EXPECT_EQ((Places{a.next(), b.next(), c.next(), c.wrapNext()}), (Places{&b, &c, nullptr, &a}));
+   EXPECT_TRUE(b.wrapNext() == &c && Object(b).next() == &c);
    Objects copy(list);
    copy.addToStart(static_cast<DtListedObj *>(&d));
    EXPECT_EQ(c.wrapNext(), &a);
    copy = list;
    copy.remove(copy.first());
-   EXPECT_EQ(a.wrapNext(), nullptr);
-   EXPECT_EQ(c.wrapNext(), &b);
+   EXPECT_TRUE(a.wrapNext() == nullptr && c.wrapNext() == &b);
    copy.addAfter(nullptr, copy.first());
-   EXPECT_EQ(b.wrapNext(), &b);
-   EXPECT_EQ(list.count(), 3u);
+   EXPECT_TRUE(b.wrapNext() == &b && list.count() == 3);
 }
 
 TEST(DtIntrusiveList, DeletesObjectsAndCountsOneOfThemTwice)
 {
-   EXPECT_EQ(slotOf<void (Objects::*)(DtListItem *)>(&Objects::removeAndDelete), 4u);
-   EXPECT_EQ(slotOf(&Objects::removeAllAndDelete), 5u);
+   EXPECT_TRUE(inSlotsFrom(4, static_cast<void (Objects::*)(DtListItem *)>(&Objects::removeAndDelete),
+                           &Objects::removeAllAndDelete));
    Object const stranger;
    Objects list;
    for (int i = 0; i < 5; ++i)
@@ -168,14 +160,11 @@ TEST(DtIntrusiveList, DeletesObjectsAndCountsOneOfThemTwice)
    deaths = 0;
    list.removeAndDelete(static_cast<DtListedObj *>(list.first()->next()->data()));
    list.removeAndDelete(&stranger);
-   EXPECT_EQ(list.count(), 3u);
+   EXPECT_TRUE(list.count() == 3 && deaths == 1);
    list.removeAndDelete(list.last());
-   EXPECT_EQ(list.count(), 1u);
-   EXPECT_EQ(deaths, 2);
+   EXPECT_TRUE(list.count() == 1 && deaths == 2);
    list.removeAllAndDelete();
-   EXPECT_EQ(deaths, 5);
-   EXPECT_EQ(list.first(), nullptr);
-   EXPECT_EQ(list.count(), static_cast<unsigned int>(-2));
+   EXPECT_TRUE(list.count() == static_cast<unsigned int>(-2) && deaths == 5 && list.first() == nullptr);
 }
 
 } // namespace

@@ -5,7 +5,7 @@
 #include "support/slots.h"
 #include "support/watchdog.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <future>
@@ -41,12 +41,10 @@ struct DtOutputStreamTest : ::testing::Test
 
 TEST_F(DtOutputStreamTest, SlotOrder)
 {
-   EXPECT_THAT((std::vector{slotOf(&DtOutputStream::attachPrinter), slotOf(&DtOutputStream::detachPrinter),
-                            slotOf(&DtOutputStream::detachAllPrinters), slotOf(&DtOutputStream::write),
-                            slotOf(&DtOutputStream::setThreshold), slotOf(&DtOutputStream::threshold),
-                            slotOf(&DtOutputStream::okToPrint), slotOf(&DtOutputStream::operator()),
-                            slotOf(&DtOutputStreamBuffer::setOutputStream)}),
-               ::testing::ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 14));
+   typedef DtOutputStream S;
+   EXPECT_TRUE(inSlotsFrom(2, &S::attachPrinter, &S::detachPrinter, &S::detachAllPrinters, &S::write,
+                           &S::setThreshold, &S::threshold, &S::okToPrint, &S::operator()));
+   EXPECT_EQ(slotOf(&DtOutputStreamBuffer::setOutputStream), 14u);
 }
 
 TEST_F(DtOutputStreamTest, TextGoesOutByWholeLinesByFlushesAndByCalls)
@@ -92,9 +90,8 @@ TEST_F(DtOutputStreamTest, PrintersAreAttachedOnceInOrderAndDetachedOnce)
    for (DtPrinter * printer : std::initializer_list<DtPrinter *>{&other, &notes, nullptr})
       stream.attachPrinter(printer);
    stream << "\n";
-   EXPECT_FALSE(stream.detachPrinter(nullptr));
-   EXPECT_TRUE(stream.detachPrinter(&notes));
-   EXPECT_FALSE(stream.detachPrinter(&notes));
+   EXPECT_TRUE(!stream.detachPrinter(nullptr) && stream.detachPrinter(&notes) &&
+               !stream.detachPrinter(&notes));
    stream << "\n";
    stream.detachAllPrinters();
    stream << "\n";
@@ -112,8 +109,7 @@ TEST_F(DtOutputStreamTest, APrinterMayFailOrUseItsStream)
       if (text == "last\n")
          stream.detachAllPrinters();
    };
-   stream << "bad\nworse" << std::flush;
-   EXPECT_TRUE(stream.good());
+   EXPECT_TRUE((stream << "bad\nworse" << std::flush).good());
    stream << "outer\n" << std::flush << "last\ngone\n";
    EXPECT_EQ(notes.take(), "1 !bad\n|1 worse|1 !outer\n|1 inner|1 !last\n|");
 }
@@ -138,15 +134,13 @@ TEST(DtOutputStream, CallsItsSlotsAndFlushesAtItsEnd)
       stream << "partial";
    }
    EXPECT_EQ(notes.take(), "5 !+one\n|5 +|5 +two|0 partial|");
-   EXPECT_EQ(buffer.pubsync(), -1);
-   EXPECT_EQ(buffer.sputc('x'), 'x');
+   EXPECT_TRUE(buffer.pubsync() == -1 && buffer.sputc('x') == 'x');
 }
 
 TEST_F(DtOutputStreamTest, TakesNoLockWhileSilent)
 {
    Watchdog const watchdog;
-   std::promise<void> entered;
-   std::promise<void> letGo;
+   std::promise<void> entered, letGo;
    notes.then = [&](std::string const & text)
    {
       if (text.empty())

@@ -27,9 +27,9 @@ std::string printed(double number)
 
 TEST(DtStringNumber, IntegersBecomeDecimalDigitsOf32Bits)
 {
-   EXPECT_STREQ(DtString(INT_MIN) + DtString(UINT_MAX), "-21474836484294967295");
-   EXPECT_STREQ(DtString(-7L) + DtString(0x100000005L) + DtString(0x80000000L), "-75-2147483648");
-   EXPECT_STREQ(DtString(0xFFFFFFFFFFFFFFFFul), "4294967295");
+   EXPECT_STREQ(DtString(INT_MIN) + DtString(UINT_MAX) + DtString(-7L) + DtString(0x100000005L) +
+                   DtString(0x80000000L) + DtString(0xFFFFFFFFFFFFFFFFul),
+                "-21474836484294967295-75-21474836484294967295");
 }
 
 TEST(DtStringNumber, DoublesBecomeTheTextOfThirteenDigits)
@@ -62,8 +62,7 @@ TEST(DtStringNumber, DoublesFollowTheLocalesDecimalPoint)
    unsetenv("LOCPATH");
    if (!isSet)
       SKIP_BECAUSE("the run time reads its locales elsewhere");
-   EXPECT_STREQ(DtString(-1.5), "-1,5");
-   EXPECT_STREQ(DtString(2.0), "2");
+   EXPECT_STREQ(DtString(-1.5) + DtString(2.0), "-1,52");
    std::setlocale(LC_NUMERIC, "C");
 }
 

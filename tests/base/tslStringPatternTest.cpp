@@ -22,22 +22,13 @@ TEST(DtStringPatternMatch, FindsTheFirstOccurrenceFromAnyStartAndTakesAPatternOn
    match.setPattern("b");
    EXPECT_TRUE(match.pattern().isEmpty());
    // A null pattern is not set; below 0 the byte under the pattern's end must lie in the text.
-   for (auto const & [text, pattern, start, index] :
-        std::initializer_list<std::tuple<char const *, char const *, int, int>>{{"", nullptr, 0, -2},
-                                                                                {"abc", nullptr, 0, -2},
-                                                                                {"abc", "b", 0, 1},
-                                                                                {"xxxb", nullptr, 0, 3},
-                                                                                {"xxxb", nullptr, 3, 3},
-                                                                                {"xxxb", nullptr, 4, -1},
-                                                                                {"xxxb", nullptr, 5, -1},
-                                                                                {"b", nullptr, -1, -1},
-                                                                                {"abaabab", "abab", 0, 3},
-                                                                                {"abaabab", nullptr, -3, 3},
-                                                                                {"abab", nullptr, -3, 0},
-                                                                                {"abab", nullptr, -4, -1},
-                                                                                {"abab", nullptr, 1, -1},
-                                                                                {"xxxxba", "ba", 4, 4},
-                                                                                {"xxxb", "", 0, -2}})
+   std::tuple<char const *, char const *, int, int> const rows[] = {
+      {"", nullptr, 0, -2},        {"abc", nullptr, 0, -2},  {"abc", "b", 0, 1},
+      {"xxxb", nullptr, 0, 3},     {"xxxb", nullptr, 3, 3},  {"xxxb", nullptr, 4, -1},
+      {"xxxb", nullptr, 5, -1},    {"b", nullptr, -1, -1},   {"abaabab", "abab", 0, 3},
+      {"abaabab", nullptr, -3, 3}, {"abab", nullptr, -3, 0}, {"abab", nullptr, -4, -1},
+      {"abab", nullptr, 1, -1},    {"xxxxba", "ba", 4, 4},   {"xxxb", "", 0, -2}};
+   for (auto const & [text, pattern, start, index] : rows)
    {
       match.setString(text);
       if (pattern != nullptr)

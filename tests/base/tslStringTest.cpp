@@ -4,7 +4,7 @@
 #include "support/allocations.h"
 #include "support/slots.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <array>
 #include <cstring>
@@ -16,8 +16,6 @@
 namespace
 {
 
-using testing::ElementsAre;
-
 /// A text of `length` characters, none of them white space.
 std::string textOf(std::size_t length)
 {
@@ -27,27 +25,21 @@ std::string textOf(std::size_t length)
    return text;
 }
 
-/// Picks an overload.
-template<class Member>
-Member as(Member member)
-{
-   return member;
-}
-
 TEST(DtString, SlotOrder)
 {
    typedef DtString S;
+   typedef S & (S::*Text)(S const &);
+   typedef S & (S::*Plain)(char const *);
    EXPECT_TRUE(inSlotsFrom(
-      2, as<S & (S::*)(S const &)>(&S::operator=), as<S & (S::*)(char const *)>(&S::operator=),
-      &S::operator char const *, &S::clone, &S::operator<, &S::operator>, &S::operator==, &S::operator!=,
-      &S::operator<=, &S::operator>=, as<bool (S::*)(S const &) const>(&S::caseCompare),
-      as<bool (S::*)(char const *) const>(&S::caseCompare), &S::operator+,
-      as<S & (S::*)(S const &)>(&S::operator+=), as<S & (S::*)(char const *)>(&S::operator+=),
-      as<char const & (S::*)(int) const>(&S::operator[]), as<char & (S::*)(int)>(&S::operator[]),
-      &S::snipFront, &S::snipBack, &S::chompFront, &S::chompBack, &S::tokenize, &S::toInt, &S::toUInt,
-      &S::toFloat, &S::toDouble, &S::toBoolean, &S::toUpper, &S::toLower, &S::findChar, &S::findLastChar,
-      &S::findString, &S::findLastString, &S::count, &S::length, &S::size, &S::stdString, &S::string,
-      &S::c_str, &S::isEmpty, &S::section));
+      2, Text(&S::operator=), Plain(&S::operator=), &S::operator char const *, &S::clone, &S::operator<,
+      &S::operator>, &S::operator==, &S::operator!=, &S::operator<=, &S::operator>=,
+      static_cast<bool (S::*)(S const &) const>(&S::caseCompare),
+      static_cast<bool (S::*)(char const *) const>(&S::caseCompare), &S::operator+, Text(&S::operator+=),
+      Plain(&S::operator+=), static_cast<char const & (S::*)(int) const>(&S::operator[]),
+      static_cast<char & (S::*)(int)>(&S::operator[]), &S::snipFront, &S::snipBack, &S::chompFront,
+      &S::chompBack, &S::tokenize, &S::toInt, &S::toUInt, &S::toFloat, &S::toDouble, &S::toBoolean,
+      &S::toUpper, &S::toLower, &S::findChar, &S::findLastChar, &S::findString, &S::findLastString, &S::count,
+      &S::length, &S::size, &S::stdString, &S::string, &S::c_str, &S::isEmpty, &S::section));
 }
 
 TEST(DtString, HoldsTheTextOfEachKindOfArgumentAndTakesABlockFrom64CharactersOn)
@@ -59,9 +51,7 @@ TEST(DtString, HoldsTheTextOfEachKindOfArgumentAndTakesABlockFrom64CharactersOn)
       std::string const text = textOf(length);
       DtString target, sum;
       AllocationCount blocks;
-      DtString const made(text.c_str());
-      DtString const copied(made);
-      DtString const counted(text.c_str(), static_cast<int>(length));
+      DtString const made(text.c_str()), copied(made), counted(text.c_str(), static_cast<int>(length));
       target = made;
       target = text.c_str();
       sum += text.c_str();
@@ -85,28 +75,25 @@ TEST(DtString, GrowsToTheExactSizeAndKeepsItsBlock)
    for (char const * assigned : {"abc", static_cast<char const *>(nullptr), full.c_str()})
    {
       text = assigned;
-      EXPECT_EQ(text.string(), block);
-      EXPECT_EQ(text.isEmpty(), assigned == nullptr);
+      EXPECT_TRUE(text.string() == block && text.isEmpty() == (assigned == nullptr));
    }
-   AllocationCount growth;
+   AllocationCount const blocks;
    text += "1";
    text += "2";
-   EXPECT_EQ(growth.here(), 2u);
+   EXPECT_EQ(blocks.here(), 2u);
+   // For a copy the capacity decides, not the length.
    text = "abc";
-   DtString other;
-   AllocationCount copies;
-   // The capacity decides, not the length.
-   DtString copy(text);
+   DtString copy(text), other;
    other = copy;
-   EXPECT_EQ(copies.here(), 2u);
+   EXPECT_EQ(blocks.here(), 4u);
    EXPECT_STREQ(other, "abc");
 }
 
 TEST(DtString, JoinsTextsAndItselfToItself)
 {
    DtString const left("left");
-   EXPECT_STREQ(left + "right" + DtString(-7), "leftright-7");
-   EXPECT_STREQ("right" + left + static_cast<char const *>(nullptr), "rightleft");
+   EXPECT_STREQ("right" + left + static_cast<char const *>(nullptr) + "right" + DtString(-7),
+                "rightleftright-7");
    for (std::size_t length : {20u, 40u, 100u})
    {
       std::string const text = textOf(length);
@@ -134,14 +121,11 @@ std::string compared(DtString const & left, Right const & right)
 
 TEST(DtString, ComparesByUnsignedBytesAndNeverWithNull)
 {
-   for (auto const & [left, right, outcome] : std::initializer_list<std::array<char const *, 3>>{
-           {"", "", "001011"}, {"a", "ab", "100110"}, {"b", "ab", "010101"}, {"a", "\x80", "100110"}})
-   {
-      EXPECT_EQ(compared(left, right), outcome);
-      EXPECT_EQ(compared(left, DtString(right)), outcome);
-   }
    char const * const null = nullptr;
    DtString const text("a");
+   for (auto const & [left, right, outcome] : std::initializer_list<std::array<char const *, 3>>{
+           {"", "", "001011"}, {"a", "ab", "100110"}, {"b", "ab", "010101"}, {"a", "\x80", "100110"}})
+      EXPECT_EQ(compared(left, right) + compared(left, DtString(right)), std::string(outcome) + outcome);
    EXPECT_EQ(compared(text, null), "000000");
    EXPECT_TRUE(text.caseCompare("A") && text.caseCompare(DtString("A")));
    EXPECT_FALSE(text.caseCompare("ab") || text.caseCompare("") || text.caseCompare(null));
@@ -150,19 +134,15 @@ TEST(DtString, ComparesByUnsignedBytesAndNeverWithNull)
 TEST(DtString, Searches)
 {
    DtString const text("abcabc");
-   EXPECT_EQ(text.findChar('b') + 10 * text.findLastChar('b'), 41);
-   EXPECT_EQ(text.findChar('x') + text.findLastChar('x'), -2);
-   EXPECT_EQ(text.findChar('\0'), 6);
-   EXPECT_EQ(text.count('c'), 2);
+   EXPECT_EQ((std::array<int, 6>{text.findChar('b'), text.findLastChar('b'), text.findChar('x'),
+                                 text.findLastChar('x'), text.findChar('\0'), text.count('c')}),
+             (std::array<int, 6>{1, 4, -1, -1, 6, 2}));
    std::tuple<DtString, char const *, int> const rows[] = {{"abcabc", "abc", 0}, {"xabcabc", "bc", 2},
                                                            {"abc", "", 0},       {"", "a", -1},
                                                            {"abc", "x", -1},     {"", "", 0}};
    for (auto const & [haystack, needle, index] : rows)
-   {
-      EXPECT_EQ(haystack.findString(needle), index) << needle;
       // The last occurrence is the first.
-      EXPECT_EQ(haystack.findLastString(needle), index) << needle;
-   }
+      EXPECT_TRUE(haystack.findString(needle) == index && haystack.findLastString(needle) == index) << needle;
 }
 
 TEST(DtString, CutsAndTellsWhetherItDid)
@@ -195,12 +175,10 @@ TEST(DtString, CutsAndTellsWhetherItDid)
 TEST(DtString, TokenizesAndTakesSections)
 {
    std::vector<DtString> tokens(3);
-   DtString("").tokenize(',', tokens);
-   EXPECT_TRUE(tokens.empty());
-   DtString("a,,b").tokenize(',', tokens);
-   EXPECT_THAT(tokens, ElementsAre("a", "", "b"));
-   DtString(",a,").tokenize(',', tokens);
-   EXPECT_THAT(tokens, ElementsAre("", "a"));
+   std::pair<char const *, std::vector<DtString>> const lists[] = {
+      {"", {}}, {"a,,b", {"a", "", "b"}}, {",a,", {"", "a"}}};
+   for (auto const & [text, split] : lists)
+      EXPECT_EQ((DtString(text).tokenize(',', tokens), tokens), split);
    std::tuple<char const *, int, int, char const *> const rows[] = {
       {"a,b,c", -1, -1, "c"},     {"a,b,c", 0, 1, "a,b"}, {"a,b,c", 1, 9, "b,c"},
       {"a,b,c", 2, 1, ""},        {"a,b,c", 0, -4, ""},   {"", 0, -1, ""},

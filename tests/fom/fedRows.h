@@ -89,24 +89,18 @@ struct SwitchAccess
    void (DtFedTarget::*set)(bool);
 };
 
+// clang-format off
+#define SWITCH(name, Name) {#name, &DtFedTarget::name, &DtFedTarget::set##Name}
 inline SwitchAccess const theSwitches[] = {
-   {"autoProvide", &DtFedTarget::autoProvide, &DtFedTarget::setAutoProvide},
-   {"conveyRegionDesignatorSets", &DtFedTarget::conveyRegionDesignatorSets,
-    &DtFedTarget::setConveyRegionDesignatorSets},
-   {"conveyProducingFederate", &DtFedTarget::conveyProducingFederate,
-    &DtFedTarget::setConveyProducingFederate},
-   {"attributeScopeAdvisory", &DtFedTarget::attributeScopeAdvisory, &DtFedTarget::setAttributeScopeAdvisory},
-   {"attributeRelevanceAdvisory", &DtFedTarget::attributeRelevanceAdvisory,
-    &DtFedTarget::setAttributeRelevanceAdvisory},
-   {"objectClassRelevanceAdvisory", &DtFedTarget::objectClassRelevanceAdvisory,
-    &DtFedTarget::setObjectClassRelevanceAdvisory},
-   {"interactionRelevanceAdvisory", &DtFedTarget::interactionRelevanceAdvisory,
-    &DtFedTarget::setInteractionRelevanceAdvisory},
-   {"serviceReporting", &DtFedTarget::serviceReporting, &DtFedTarget::setServiceReporting},
-   {"exceptionReporting", &DtFedTarget::exceptionReporting, &DtFedTarget::setExceptionReporting},
-   {"delaySubscriptionEvaluation", &DtFedTarget::delaySubscriptionEvaluation,
-    &DtFedTarget::setDelaySubscriptionEvaluation},
-};
+   SWITCH(autoProvide, AutoProvide), SWITCH(conveyRegionDesignatorSets, ConveyRegionDesignatorSets),
+   SWITCH(conveyProducingFederate, ConveyProducingFederate), SWITCH(attributeScopeAdvisory, AttributeScopeAdvisory),
+   SWITCH(attributeRelevanceAdvisory, AttributeRelevanceAdvisory),
+   SWITCH(objectClassRelevanceAdvisory, ObjectClassRelevanceAdvisory),
+   SWITCH(interactionRelevanceAdvisory, InteractionRelevanceAdvisory),
+   SWITCH(serviceReporting, ServiceReporting), SWITCH(exceptionReporting, ExceptionReporting),
+   SWITCH(delaySubscriptionEvaluation, DelaySubscriptionEvaluation)};
+#undef SWITCH
+// clang-format on
 
 inline std::vector<nlohmann::json> recordedLines(std::string const & name)
 {
@@ -130,73 +124,31 @@ void addRow(Target & target, std::vector<std::string> const & row)
 {
    auto const text = [&](std::size_t field) { return DtString(row[field]); };
    auto const number = [&](std::size_t field) { return std::stoi(row[field]); };
+   // clang-format off
    std::map<std::string, std::function<void()>> const adders = {
       {"fomType", [&] { target.setFomType(DtFomType(number(1))); }},
       {"model", [&] { target.addModelIdentification(row[1].c_str()); }},
       {"resign", [&] { target.setAutomaticResignAction(DtResignAction(number(1))); }},
-      {"switch",
-       [&]
-       {
-          target.addSwitch(text(1), row[2] == "1");
-          for (SwitchAccess const & each : theSwitches)
-             if (row[1] == each.name)
-                (target.*each.set)(row[2] == "1");
-       }},
-      {"time",
-       [&] {
-          target.addTime(new DtTimeType{text(1), text(2), text(3)});
-       }},
-      {"tag",
-       [&] {
-          target.addUserDefinedTag(new DtUserSuppliedTagsType{text(1), text(2), text(3)});
-       }},
-      {"sync",
-       [&] {
-          target.addSyncPoint(new DtSynchronizationPointsType{text(1), text(2), number(3), text(4)});
-       }},
-      {"transport",
-       [&] {
-          target.addTransportType(new DtTransportationType{text(1), text(2), row[3] == "1", text(4)});
-       }},
-      {"rate",
-       [&] {
-          target.addUpdateRate(new DtUpdateRateType{text(1), std::stof(row[2]), text(3)});
-       }},
-      {"note",
-       [&] {
-          target.addNote(new DtNotesType{text(1), text(2)});
-       }},
-      {"basic",
-       [&]
-       {
-          target.addBasicDataRepresentation(
-             new DtBasicDataRepresentationType{text(1), number(2), text(3), number(4), text(5)});
-       }},
-      {"simple",
-       [&]
-       {
-          target.addSimpleDataType(
-             new DtSimpleDatatypeType{text(1), text(2), text(3), text(4), text(5), text(6)});
-       }},
-      {"enum",
-       [&] {
-          target.addEnumeratedDataType(new DtEnumeratedDatatypeType{text(1), text(2), {}, text(3)});
-       }},
-      {"array",
-       [&] {
-          target.addArrayDataType(new DtArrayDatatypeType{text(1), text(2), text(3), text(4), text(5)});
-       }},
-      {"fixed",
-       [&] {
-          target.addFixedRecordDataType(new DtFixedRecordDatatypeType{text(1), text(2), text(3), {}});
-       }},
-      {"variant",
-       [&]
-       {
-          target.addVariantRecordDataType(
-             new DtVariantRecordDatatypeType{text(1), text(2), text(3), {}, text(4), text(5)});
-       }},
+      {"switch", [&] {
+         target.addSwitch(text(1), row[2] == "1");
+         for (SwitchAccess const & each : theSwitches)
+            if (row[1] == each.name)
+               (target.*each.set)(row[2] == "1");
+      }},
+      {"time", [&] { target.addTime(new DtTimeType{text(1), text(2), text(3)}); }},
+      {"tag", [&] { target.addUserDefinedTag(new DtUserSuppliedTagsType{text(1), text(2), text(3)}); }},
+      {"sync", [&] { target.addSyncPoint(new DtSynchronizationPointsType{text(1), text(2), number(3), text(4)}); }},
+      {"transport", [&] { target.addTransportType(new DtTransportationType{text(1), text(2), row[3] == "1", text(4)}); }},
+      {"rate", [&] { target.addUpdateRate(new DtUpdateRateType{text(1), std::stof(row[2]), text(3)}); }},
+      {"note", [&] { target.addNote(new DtNotesType{text(1), text(2)}); }},
+      {"basic", [&] { target.addBasicDataRepresentation(new DtBasicDataRepresentationType{text(1), number(2), text(3), number(4), text(5)}); }},
+      {"simple", [&] { target.addSimpleDataType(new DtSimpleDatatypeType{text(1), text(2), text(3), text(4), text(5), text(6)}); }},
+      {"enum", [&] { target.addEnumeratedDataType(new DtEnumeratedDatatypeType{text(1), text(2), {}, text(3)}); }},
+      {"array", [&] { target.addArrayDataType(new DtArrayDatatypeType{text(1), text(2), text(3), text(4), text(5)}); }},
+      {"fixed", [&] { target.addFixedRecordDataType(new DtFixedRecordDatatypeType{text(1), text(2), text(3), {}}); }},
+      {"variant", [&] { target.addVariantRecordDataType(new DtVariantRecordDatatypeType{text(1), text(2), text(3), {}, text(4), text(5)}); }},
    };
+   // clang-format on
    auto const adder = adders.find(row[0]);
    ASSERT_NE(adder, adders.end()) << row[0];
    adder->second();
@@ -216,19 +168,15 @@ void loadRows(Target & target, std::string const & path)
 template<class Target>
 nlohmann::json counts(Target const & target)
 {
-   return {{"timeTypes", target.numTimeTypes()},
-           {"userDefinedTags", target.numUserDefinedTags()},
-           {"syncPoints", target.numSyncPoints()},
-           {"transports", target.numTransports()},
-           {"updateRates", target.numUpdateRates()},
-           {"switches", target.numSwitches()},
-           {"notes", target.numNotes()},
-           {"basic", target.basicDataRepresentations.size()},
-           {"simple", target.simpleDatatypes.size()},
-           {"enum", target.enumeratedDatatypes.size()},
-           {"array", target.arrayDatatypes.size()},
-           {"fixed", target.fixedRecordDatatypes.size()},
+   // clang-format off
+   return {{"timeTypes", target.numTimeTypes()}, {"userDefinedTags", target.numUserDefinedTags()},
+           {"syncPoints", target.numSyncPoints()}, {"transports", target.numTransports()},
+           {"updateRates", target.numUpdateRates()}, {"switches", target.numSwitches()},
+           {"notes", target.numNotes()}, {"basic", target.basicDataRepresentations.size()},
+           {"simple", target.simpleDatatypes.size()}, {"enum", target.enumeratedDatatypes.size()},
+           {"array", target.arrayDatatypes.size()}, {"fixed", target.fixedRecordDatatypes.size()},
            {"variant", target.variantRecordDatatypes.size()}};
+   // clang-format on
 }
 
 /// Merges a recorded list of modules into a new target and compares all that is known of the result. `make`
@@ -268,10 +216,7 @@ void expectList(nlohmann::json const & expected, Make make, Load load)
                 kind == "reliable" ? DtTransportReliable : DtTransportBestEffort);
    auto note = merged.notes.begin();
    for (nlohmann::json const & first : expected["firstNotes"])
-   {
-      EXPECT_EQ(nlohmann::json({(*note)->name.stdString(), (*note)->semantics.stdString()}), first);
-      ++note;
-   }
+      EXPECT_EQ(nlohmann::json({(*note)->name.stdString(), (*note++)->semantics.stdString()}), first);
    DtString errors;
    EXPECT_EQ(merged.postMergeCheckTarget(errors), expected["postCheck"]);
    EXPECT_EQ(errors.stdString(), expected["postErrors"]);

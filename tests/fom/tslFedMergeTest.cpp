@@ -6,11 +6,6 @@ using nlohmann::json;
 namespace
 {
 
-RowTarget makeTarget(bool comparesSemantics, bool strict)
-{
-   return RowTarget(comparesSemantics, strict);
-}
-
 TEST(DtFedTarget, RecordedDocumentsFillTheirTables)
 {
    std::ifstream file(theFomFolder + "report.json");
@@ -37,28 +32,21 @@ TEST(DtFedTarget, RecordedListsOfModulesMergeAsExpected)
    std::vector<json> const lists = recordedLines("expected-merge.jsonl");
    EXPECT_EQ(lists.size(), 136u);
    for (json const & expected : lists)
-      expectList<RowTarget>(expected, makeTarget,
-                            [](RowTarget & target, std::string const & module)
-                            { loadRows(target, recordsOf(module)); });
+      expectList<RowTarget>(
+         expected, [](bool semantics, bool strict) { return RowTarget(semantics, strict); },
+         [](RowTarget & target, std::string const & module) { loadRows(target, recordsOf(module)); });
 }
 
 typedef DtMergeFomStatus_enum (DtFedTarget::*Merge)(DtFedTarget const &);
 
+// clang-format off
+#define MERGE(name) {#name, &DtFedTarget::name}
 std::map<std::string, Merge> const theMerges = {
-   {"mergeTimeTypes", &DtFedTarget::mergeTimeTypes},
-   {"mergeSwitches", &DtFedTarget::mergeSwitches},
-   {"mergeUserDefinedTypes", &DtFedTarget::mergeUserDefinedTypes},
-   {"mergeUpdateRates", &DtFedTarget::mergeUpdateRates},
-   {"mergeBasicDataRepresentation", &DtFedTarget::mergeBasicDataRepresentation},
-   {"mergeSimpleDatatype", &DtFedTarget::mergeSimpleDatatype},
-   {"mergeEnumeratedDatatype", &DtFedTarget::mergeEnumeratedDatatype},
-   {"mergeArrayDatatypeType", &DtFedTarget::mergeArrayDatatypeType},
-   {"mergeFixedRecordDatatype", &DtFedTarget::mergeFixedRecordDatatype},
-   {"mergeVariantRecordDatatype", &DtFedTarget::mergeVariantRecordDatatype},
-   {"mergeSyncPoints", &DtFedTarget::mergeSyncPoints},
-   {"mergeTransportTypes", &DtFedTarget::mergeTransportTypes},
-   {"mergeNotes", &DtFedTarget::mergeNotes},
-};
+   MERGE(mergeTimeTypes), MERGE(mergeSwitches), MERGE(mergeUserDefinedTypes), MERGE(mergeUpdateRates),
+   MERGE(mergeBasicDataRepresentation), MERGE(mergeSimpleDatatype), MERGE(mergeEnumeratedDatatype),
+   MERGE(mergeArrayDatatypeType), MERGE(mergeFixedRecordDatatype), MERGE(mergeVariantRecordDatatype),
+   MERGE(mergeSyncPoints), MERGE(mergeTransportTypes), MERGE(mergeNotes)};
+// clang-format on
 
 void expectPair(json const & pair, bool semantics)
 {
@@ -92,8 +80,8 @@ TEST(DtFedTarget, RecordedPairsOfModulesMergeAsExpected)
    for (json const & pair : pairs)
    {
       SCOPED_TRACE(pair["first"].dump() + pair["second"].dump());
-      expectPair(pair, false);
-      expectPair(pair, true);
+      for (bool const semantics : {false, true})
+         expectPair(pair, semantics);
    }
 }
 

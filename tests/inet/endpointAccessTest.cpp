@@ -71,15 +71,13 @@ TEST(EndpointAccess, ASenderIsWhatSetEndpointMakesOfIt)
 
 TEST(EndpointAccess, NothingOnTheFastPathsTakesMemory)
 {
-   sockaddr_storage const name = nameOf("10.0.0.1", 3000);
-   sockaddr_storage const other = nameOf("fe80::1%3", 3000);
+   sockaddr_storage const name = nameOf("10.0.0.1", 3000), other = nameOf("fe80::1%3", 3000);
    DtInetEndpoint const source(DtInetAddr("2001:db8::1"), 3000, DtInetProtoUdp);
    DtInetEndpoint from;
    source.toDtString();
    std::size_t const before = allocationsOfThisThread();
-   setSender(from, other);
-   setSender(from, name);
-   setSender(from, name);
+   for (auto const & sender : {&other, &name, &name})
+      setSender(from, *sender);
    DtInetEndpoint copy(source);
    from = copy;
    from.setPort(7);

@@ -96,8 +96,7 @@ TEST(DtInetEndpoint, FailuresKeepTheAddressAndWaitToBeRead)
    EXPECT_TRUE(assigned.isOk() && !unknown.isOk());
    EXPECT_STREQ(unknown.getLastErrorString(), "Host lookup failed for nobody");
    EXPECT_TRUE(unknown.isOk() && unknown.getLastErrorString().isEmpty());
-   DtString one("one:1");
-   DtString two("two");
+   DtString one("one:1"), two("two");
    DtInetEndpoint endpoints[] = {{DtInetAddr("10.0.0.1"), 80, DtInetProtoUdp},
                                  {DtInetAddr("10.0.0.1"), 80, DtInetProtoTcp}};
    for (DtInetEndpoint & endpoint : endpoints)
@@ -110,28 +109,23 @@ TEST(DtInetEndpoint, FailuresKeepTheAddressAndWaitToBeRead)
              "10.0.0.1:1(TCP) ff000000/8 failed: Host lookup failed for one:1Host lookup failed for two");
 }
 
-TEST(DtInetEndpoint, LocalDevicesWinOverLiteralsAndHosts)
+using DtInetEndpointLookup = InNetwork;
+
+TEST_F(DtInetEndpointLookup, LocalDevicesWinOverLiteralsAndHosts)
 {
-   SKIP_BECAUSE(NetworkNamespace::whyNot());
-   NetworkNamespace network;
-   ASSERT_TRUE(network.ip("link add va type veth peer name vb\nlink set va up\nlink set vb up\n"
-                          "addr flush dev va\naddr flush dev vb") &&
-               network.addAddress("va", "10.1.0.1/24") && network.addAddress("va", "fd00::1/64"));
-   network.onThread(
-      []
-      {
-         for (char const * text : {"10.1.0.1", "10.1.0.1:3000", "va"})
-            EXPECT_EQ(describe(endpointOf(text)), "10.1.0.1:3000(UDP) ffffff00/24") << text;
-         EXPECT_EQ(describe(endpointOf("10.1.0.2")), "10.1.0.2:3000(UDP) ff000000/8");
-         EXPECT_STREQ(endpointOf("fd00::1", DtInetProtoUdp, DtInetFamilyIpv4).toDtString(), "[fd00::1]:3000");
-         EXPECT_STREQ(endpointOf("10.1.0.1", DtInetProtoUdp, DtInetFamilyIpv6).toDtString(),
-                      "[fd00::1]:3000");
-         DtString down("vb");
-         DtInetEndpoint inactive(down, 3000, DtInetProtoUdp);
-         inactive.hostLookup(down, 9, DtInetFamilyIpv4);
-         EXPECT_EQ(describe(inactive), "0.0.0.0:3000(UDP) ff000000/0 failed: Local interface device vb is "
-                                       "inactiveLocal interface device vb is inactive");
-      });
+   ASSERT_TRUE(network->ip("link add va type veth peer name vb\nlink set va up\nlink set vb up\n"
+                           "addr flush dev va\naddr flush dev vb") &&
+               network->addAddress("va", "10.1.0.1/24") && network->addAddress("va", "fd00::1/64"));
+   for (char const * text : {"10.1.0.1", "10.1.0.1:3000", "va"})
+      EXPECT_EQ(describe(endpointOf(text)), "10.1.0.1:3000(UDP) ffffff00/24") << text;
+   EXPECT_EQ(describe(endpointOf("10.1.0.2")), "10.1.0.2:3000(UDP) ff000000/8");
+   EXPECT_STREQ(endpointOf("fd00::1", DtInetProtoUdp, DtInetFamilyIpv4).toDtString(), "[fd00::1]:3000");
+   EXPECT_STREQ(endpointOf("10.1.0.1", DtInetProtoUdp, DtInetFamilyIpv6).toDtString(), "[fd00::1]:3000");
+   DtString down("vb");
+   DtInetEndpoint inactive(down, 3000, DtInetProtoUdp);
+   inactive.hostLookup(down, 9, DtInetFamilyIpv4);
+   EXPECT_EQ(describe(inactive), "0.0.0.0:3000(UDP) ff000000/0 failed: Local interface device vb is "
+                                 "inactiveLocal interface device vb is inactive");
 }
 
 TEST(DtInetEndpoint, SettersRebuildOnlyWhatHasAProtocol)
@@ -148,12 +142,12 @@ TEST(DtInetEndpoint, SettersRebuildOnlyWhatHasAProtocol)
    EXPECT_EQ(*static_cast<tcp::endpoint *>(endpoint.tcpEndpoint()),
              tcp::endpoint(make_address("10.0.0.1"), 5));
    endpoint.setEndpoint(DtInetProtoUdp, DtInetAddr("::%4"), 9);
-   EXPECT_EQ(endpoint.tcpEndpoint(), nullptr);
-   EXPECT_EQ(*static_cast<udp::endpoint *>(endpoint.udpEndpoint()), udp::endpoint(udp::v6(), 9));
+   EXPECT_TRUE(endpoint.tcpEndpoint() == nullptr &&
+               *static_cast<udp::endpoint *>(endpoint.udpEndpoint()) == udp::endpoint(udp::v6(), 9));
    EXPECT_STREQ(endpoint.toDtString(), "[::%4]:9");
    sockaddr_in6 name = {};
-   EXPECT_EQ(endpoint.toSockaddr(static_cast<sockaddr_in *>(nullptr)), -1);
-   EXPECT_EQ(endpoint.toSockaddr(&name), 0);
+   EXPECT_TRUE(endpoint.toSockaddr(static_cast<sockaddr_in *>(nullptr)) == -1 &&
+               endpoint.toSockaddr(&name) == 0);
    EXPECT_TRUE(name.sin6_port == htons(9) && name.sin6_scope_id == 4);
 }
 
@@ -164,8 +158,8 @@ TEST(DtInetEndpoint, AssignmentLeavesAnEndpointOfTheOtherKind)
    DtInetEndpoint both(tcpTwo);
    both.toDtString();
    both = udpOne;
-   EXPECT_STREQ(both.toDtString(true), "10.0.0.1:1(UDP)");
-   EXPECT_STREQ(DtInetEndpoint(both).toDtString(true), "10.0.0.1:1(UDP)");
+   EXPECT_STREQ(both.toDtString(true) + DtInetEndpoint(both).toDtString(true),
+                "10.0.0.1:1(UDP)10.0.0.1:1(UDP)");
    EXPECT_TRUE(both == udpOne && tcpTwo == both && tcpTwo == DtInetEndpoint(both));
    both.setPort(1);
    EXPECT_TRUE(tcpTwo != both);

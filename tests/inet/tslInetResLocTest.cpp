@@ -29,25 +29,21 @@ std::string unescaped(std::string const & text)
    return plain;
 }
 
-/// Reads the lines of a table: by text what the parsers and judges must say of it, without the closing note.
-void readTable(char const * name, std::map<std::string, std::string> & rows)
-{
-   std::ifstream file(std::string(TEST_DATA_DIR "/") + name);
-   std::string line;
-   for (std::getline(file, line); std::getline(file, line);)
-   {
-      std::size_t const end = line.find('\t');
-      rows[unescaped(line.substr(0, end))] = unescaped(line.substr(end, line.rfind('\t') - end));
-   }
-}
-
-/// The locators of public test suites with their answers. The second table has what differs here, where the
-/// system accepts any zone behind an address.
+/// The locators of public test suites, and what the parsers and judges must say of each, without the closing
+/// note. The second table has what differs here, where the system accepts any zone behind an address.
 std::map<std::string, std::string> locators()
 {
    std::map<std::string, std::string> rows;
-   readTable("locators.expected.tsv", rows);
-   readTable("locators.zones.tsv", rows);
+   for (char const * name : {"/locators.expected.tsv", "/locators.zones.tsv"})
+   {
+      std::ifstream file(std::string(TEST_DATA_DIR) + name);
+      std::string line;
+      for (std::getline(file, line); std::getline(file, line);)
+      {
+         std::size_t const end = line.find('\t');
+         rows[unescaped(line.substr(0, end))] = unescaped(line.substr(end, line.rfind('\t') - end));
+      }
+   }
    return rows;
 }
 
@@ -57,17 +53,16 @@ std::string answersTo(DtString const & text)
    std::ostringstream answers;
    auto const tell = [&](int result, DtString const & address, DtString const & suffix, int kind)
    { answers << '\t' << result << '\t' << address << '\t' << suffix << '\t' << kind; };
-   DtString address;
-   DtString suffix;
+   DtString address, suffix;
    int kind = -1;
-   DtInetAddrFamily const family = parseNetResLoc(text, address, suffix, kind);
-   tell(family, address, suffix, kind);
+   int result = parseNetResLoc(text, address, suffix, kind);
+   tell(result, address, suffix, kind);
    address = "-";
-   bool const isIpv4 = parseIpv4NetResLoc(text, address, suffix, kind);
-   tell(isIpv4, address, suffix, kind);
+   result = parseIpv4NetResLoc(text, address, suffix, kind);
+   tell(result, address, suffix, kind);
    address = "-";
-   bool const isIpv6 = parseIpv6NetResLoc(text, address, suffix, kind);
-   tell(isIpv6, address, suffix, kind);
+   result = parseIpv6NetResLoc(text, address, suffix, kind);
+   tell(result, address, suffix, kind);
    answers << '\t' << addrStringFamily(text) << '\t' << isMulticastAddrString(text) << '\t'
            << isLoopbackAddrString(text) << '\t' << isBroadcastAddrString(text);
    return answers.str();
@@ -77,8 +72,7 @@ std::string answersTo(DtString const & text)
 /// number.
 void expectAgreement(DtString const & text)
 {
-   DtString address;
-   DtString suffix;
+   DtString address, suffix;
    int kind = -1;
    DtInetAddrFamily const family = parseNetResLoc(text, address, suffix, kind);
    if (family == DtInetFamilyUnspecified)
@@ -107,9 +101,7 @@ TEST(DtInetResLoc, EveryTextOfTheTableIsReadAsItSays)
 
 TEST(DtInetResLoc, ArgumentsMayBeTheLocatorItself)
 {
-   DtString text("[::1]:3000");
-   DtString other("myhost:5000");
-   DtString suffix;
+   DtString text("[::1]:3000"), other("myhost:5000"), suffix;
    int kind = 0;
    EXPECT_EQ(parseNetResLoc(text, text, suffix, kind), DtInetFamilyIpv6);
    EXPECT_STREQ(text, "::1");

@@ -243,19 +243,10 @@ TEST_F(Reach, PortIsSharedOnlyIfAllAgree)
 }
 
 /// A host with loopback and nothing else.
-class ReachOnLoopback : public testing::Test
+struct ReachOnLoopback : InNetwork
 {
-protected:
-   void SetUp() override
-   {
-      SKIP_BECAUSE(NetworkNamespace::whyNot());
-      inside.emplace(host.emplace());
-   }
-
    Watchdog const watchdog;
    DtInetDevice lo{DtString("lo")};
-   std::optional<NetworkNamespace> host;
-   std::optional<NetworkNamespace::Inside> inside;
 };
 
 // A port that the system chooses is nobody else's, also among sockets that share what they are told to have.

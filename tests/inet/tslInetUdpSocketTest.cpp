@@ -261,11 +261,10 @@ TEST(DtInetUdpSocketOptions, OfGroups)
              "0, 10009 error setMcastTtl(): Error setting multicast TTL to  3\nBad file descriptor");
 }
 
-TEST(DtInetUdpSocketGroups, AreJoinedOnceAndLeftOtherwiseThanJoined)
+using DtInetUdpSocketGroups = InNetwork;
+
+TEST_F(DtInetUdpSocketGroups, AreJoinedOnceAndLeftOtherwiseThanJoined)
 {
-   SKIP_BECAUSE(NetworkNamespace::whyNot());
-   NetworkNamespace const host;
-   NetworkNamespace::Inside const inside(host);
    DtInetDevice lo(DtString("lo"));
    DtInetAddr const group("239.1.2.3");
    DtInetEndpoint const endpoint(group, 1, DtInetProtoUdp);
@@ -289,7 +288,7 @@ TEST(DtInetUdpSocketGroups, AreJoinedOnceAndLeftOtherwiseThanJoined)
    scoped.setScope(DtInetIpv6Scope(77));
    EXPECT_TRUE(ipv6.joinMulticastGroup(scoped, &lo) && ipv6.dropMulticastGroup(scoped, nullptr))
       << told(ipv6);
-   host.ip("link set lo down");
+   network->ip("link set lo down");
    EXPECT_EQ(told(ipv6.joinMulticastGroup(DtInetAddr("ff15::1"), nullptr), ipv6),
              "0, 10045 open joinMulticastGroup(): Error joining group ff15::1 cannot find a "
              "multicast capable device");

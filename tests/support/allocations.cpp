@@ -65,24 +65,11 @@ void * operator new(std::size_t size, std::align_val_t alignment)
    throw std::bad_alloc();
 }
 
-void operator delete(void * block) noexcept
-{
-   std::free(block);
-}
-
-void operator delete(void * block, std::size_t) noexcept
-{
-   std::free(block);
-}
-
-void operator delete(void * block, std::align_val_t) noexcept
-{
-   std::free(block);
-}
-
-void operator delete(void * block, std::size_t, std::align_val_t) noexcept
-{
-   std::free(block);
-}
+// clang-format off
+void operator delete(void * block) noexcept { std::free(block); }
+void operator delete(void * block, std::size_t) noexcept { std::free(block); }
+void operator delete(void * block, std::align_val_t) noexcept { std::free(block); }
+void operator delete(void * block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+// clang-format on
 
 #endif

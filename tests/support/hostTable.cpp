@@ -7,26 +7,17 @@
 namespace
 {
 
-HostTable * table = nullptr;
-
 auto const askSystem = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
 
 } // namespace
 
-HostTable::HostTable()
-{
-   table = this;
-}
-
-HostTable::~HostTable()
-{
-   table = nullptr;
-}
+HostTable * HostTable::current = nullptr;
 
 // Stands ahead of the system's own for the whole program, the library included.
 extern "C" int getaddrinfo(char const * host, char const * service, addrinfo const * hints,
                            addrinfo ** result)
 {
+   HostTable * const table = HostTable::current;
    if (table == nullptr || host == nullptr || (hints->ai_flags & AI_NUMERICHOST) != 0)
       return askSystem(host, service, hints, result);
    table->queries.push_back(std::string(host) + " " + (service == nullptr ? "" : service) + " " +

@@ -9,8 +9,8 @@
 /// in the table is unknown. Used by one thread.
 struct HostTable
 {
-   HostTable();
-   ~HostTable();
+   HostTable() { current = this; }
+   ~HostTable() { current = nullptr; }
    HostTable(HostTable const &) = delete;
    HostTable & operator=(HostTable const &) = delete;
 
@@ -21,4 +21,7 @@ struct HostTable
    std::string hidden;
    /// The look-ups of names: host, service, and family, socket type and flags in the system's numbers.
    std::vector<std::string> queries;
+
+   /// The one that lives, if any.
+   static HostTable * current;
 };

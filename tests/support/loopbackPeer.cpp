@@ -48,15 +48,13 @@ struct Name
 
 } // namespace
 
-LoopbackPeer::LoopbackPeer(std::string const & address, unsigned short port, bool shared)
+LoopbackPeer::LoopbackPeer(std::string const & address, unsigned short port)
 {
    Name const name(address, port);
    myFamily = name.storage.ss_family;
    myDescriptor = socket(myFamily, SOCK_DGRAM | SOCK_CLOEXEC, 0);
    int const on = 1;
    setsockopt(myDescriptor, SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
-   if (shared)
-      setsockopt(myDescriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
    must(bind(myDescriptor, name.data(), name.size) == 0, "bind");
 }
 

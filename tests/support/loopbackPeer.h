@@ -16,9 +16,8 @@ class LoopbackPeer
 {
 public:
    /// Bound to an address of this host, IPv4 or IPv6 ("fe80::1%eth0"), and a port, 0 for one that the system
-   /// chooses. `shared` lets other sockets have the same.
-   explicit LoopbackPeer(std::string const & address = "127.0.0.1", unsigned short port = 0,
-                         bool shared = false);
+   /// chooses.
+   explicit LoopbackPeer(std::string const & address = "127.0.0.1", unsigned short port = 0);
    ~LoopbackPeer();
    LoopbackPeer(LoopbackPeer const &) = delete;
    LoopbackPeer & operator=(LoopbackPeer const &) = delete;
@@ -38,8 +37,6 @@ public:
 
    /// Joins a group on an interface.
    void join(std::string const & group, std::string const & interfaceName);
-
-   int descriptor() const { return myDescriptor; }
 
 private:
    int myDescriptor;

@@ -4,7 +4,6 @@
 #include "support/watchdog.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -17,7 +16,6 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -57,25 +55,7 @@ std::string findOutWhyNot()
    if (made < 0)
       return std::string("needs network namespaces: ") + std::strerror(errno);
    close(made);
-   if (std::system("ip link show >/dev/null 2>&1") != 0)
-      return "needs the ip tool";
-   return std::string();
-}
-
-/// What a child does. Nothing may leave it but its end: it must not go on with the parent's tests.
-[[noreturn]] void runAndExit(int descriptor, std::function<void()> const & body)
-{
-   try
-   {
-      enter(descriptor);
-      body();
-   }
-   catch (std::exception const & failure)
-   {
-      ADD_FAILURE() << failure.what();
-   }
-   std::fflush(nullptr);
-   _exit(::testing::Test::HasFailure() ? 1 : 0);
+   return std::system("ip link show >/dev/null 2>&1") == 0 ? "" : "needs the ip tool";
 }
 
 /// Whether the system has made the route to an IPv6 address of its own, which it does some time after the
@@ -131,16 +111,11 @@ bool NetworkNamespace::awaitRunning(std::string const & interfaceName) const
    int const any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
    ifreq request = {};
    interfaceName.copy(request.ifr_name, sizeof request.ifr_name - 1);
-   for (int tries = 0; tries < 5000 && (request.ifr_flags & IFF_RUNNING) == 0; ++tries)
-   {
-      if (tries > 0)
-         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      if (ioctl(any, SIOCGIFFLAGS, &request) != 0)
-         break;
-   }
+   bool const isRunning = eventually(
+      [&] { return ioctl(any, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_RUNNING) != 0; }, 5.0);
    close(any);
-   EXPECT_NE(request.ifr_flags & IFF_RUNNING, 0) << interfaceName;
-   return (request.ifr_flags & IFF_RUNNING) != 0;
+   EXPECT_TRUE(isRunning) << interfaceName;
+   return isRunning;
 }
 
 bool NetworkNamespace::connect(NetworkNamespace const & left, std::string const & leftName,
@@ -184,17 +159,4 @@ void NetworkNamespace::onThread(std::function<void()> const & body) const
          body();
       })
       .join();
-}
-
-void NetworkNamespace::inChild(std::function<void()> const & body) const
-{
-   std::fflush(nullptr);
-   pid_t const child = fork();
-   if (child == 0)
-      runAndExit(descriptor, body);
-   int status = -1;
-   while (waitpid(child, &status, 0) < 0 && errno == EINTR)
-   {
-   }
-   EXPECT_EQ(status, 0) << "a child in the namespace failed";
 }

@@ -4,6 +4,7 @@
 #include "support/skip.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 
 /// A network of its own for a test: interfaces, addresses, routes and ports that nothing else on the machine
@@ -60,10 +61,20 @@ public:
    /// Runs `body` inside on a thread of its own, and waits for it.
    void onThread(std::function<void()> const & body) const;
 
-   /// Runs `body` inside in a child process, for what would change this one, and waits for it. Failures in
-   /// there, and a death, fail the test.
-   void inChild(std::function<void()> const & body) const;
-
 private:
    int descriptor;
+};
+
+/// A test in a network of its own, skipped where there can be none.
+class InNetwork : public testing::Test
+{
+protected:
+   void SetUp() override
+   {
+      SKIP_BECAUSE(NetworkNamespace::whyNot());
+      inside.emplace(network.emplace());
+   }
+
+   std::optional<NetworkNamespace> network;
+   std::optional<NetworkNamespace::Inside> inside;
 };

@@ -9,9 +9,6 @@ std::string sha256(void const * bytes, std::size_t size)
    SHA256(static_cast<unsigned char const *>(bytes), size, digest);
    std::string text;
    for (unsigned char const byte : digest)
-   {
-      text += "0123456789abcdef"[byte >> 4];
-      text += "0123456789abcdef"[byte & 15];
-   }
+      text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
    return text;
 }

@@ -9,30 +9,12 @@
 #endif
 #endif
 
-namespace
-{
-
-thread_local std::size_t calls = 0;
-
-} // namespace
-
-std::size_t SystemCallCount::total()
-{
-   return calls;
-}
-
-std::size_t SystemCallCount::here() const
-{
-   return total() - before;
-}
+std::size_t thread_local SystemCallCount::total = 0;
 
 #ifdef HAS_SANITIZER
 
 // Its own functions of these names are to stay in force.
-std::string SystemCallCount::whyNot()
-{
-   return "a sanitizer stands before the system's calls";
-}
+char const * const SystemCallCount::theReason = "a sanitizer stands before the system's calls";
 
 #else
 
@@ -42,10 +24,7 @@ std::string SystemCallCount::whyNot()
 #include <sys/socket.h>
 #include <unistd.h>
 
-std::string SystemCallCount::whyNot()
-{
-   return "";
-}
+char const * const SystemCallCount::theReason = "";
 
 namespace
 {
@@ -62,7 +41,7 @@ Function * next(char const * name)
    extern "C" result name parameters                                                                         \
    {                                                                                                         \
       static result(*const system) parameters = next<result parameters>(#name);                              \
-      ++calls;                                                                                               \
+      ++SystemCallCount::total;                                                                              \
       return system arguments;                                                                               \
    }
 

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <future>
 #include <thread>
 
 /// Ends the test program, with the running test's name, if the scope isn't left in time: for what would hang
@@ -17,11 +16,7 @@ public:
    Watchdog & operator=(Watchdog const &) = delete;
 
 private:
-   void watch(double seconds);
-
-   std::mutex mutex;
-   std::condition_variable left;
-   bool done = false;
+   std::promise<void> left;
    std::thread thread;
 };
 
