@@ -194,16 +194,36 @@ std::string pathOf(std::string const & name)
    return sharedMemoryFolder + sharedMemoryFileName(name);
 }
 
+/// A handle of the table, which is the caller's to lock.
+std::vector<Handle>::iterator find(std::intptr_t file)
+{
+   std::vector<Handle> & handles = table().handles;
+   return std::find_if(handles.begin(), handles.end(), [&](Handle const & one) { return one.file == file; });
+}
+
 /// Takes a handle out of the table.
 Handle remove(std::intptr_t file)
 {
    std::lock_guard<std::mutex> const guard(table().mutex);
-   std::vector<Handle> & handles = table().handles;
-   auto const found =
-      std::find_if(handles.begin(), handles.end(), [&](Handle const & one) { return one.file == file; });
+   auto const found = find(file);
    Handle const result = *found;
-   handles.erase(found);
+   table().handles.erase(found);
    return result;
+}
+
+/// A file of its own to make a view by: a view holds on to that, and to its locks. -1 with `errno` on
+/// failure.
+int openForView(std::intptr_t handle)
+{
+   std::unique_lock<std::mutex> guard(table().mutex);
+   std::string const path = find(handle)->path;
+   guard.unlock();
+   int const file = openOwnFile(path, 0);
+   if (file < 0 || isStillThere(path, static_cast<int>(handle)))
+      return file;
+   ::close(file);
+   errno = ENOENT;
+   return -1;
 }
 
 } // namespace
@@ -254,16 +274,18 @@ void closeSharedMemory(std::intptr_t handle)
 
 void * mapSharedMemory(std::intptr_t handle, unsigned int & error)
 {
-   int const file = static_cast<int>(handle);
+   int const file = openForView(handle);
+   error = static_cast<unsigned int>(errno);
+   if (file < 0)
+      return nullptr;
    struct stat status = {};
    fstat(file, &status);
    auto const size = static_cast<std::size_t>(status.st_size);
    void * const view = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+   error = static_cast<unsigned int>(errno);
+   ::close(file);
    if (view == MAP_FAILED)
-   {
-      error = static_cast<unsigned int>(errno);
       return nullptr;
-   }
    std::lock_guard<std::mutex> const guard(table().mutex);
    table().views[view] = size;
    return view;
