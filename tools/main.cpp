@@ -15,6 +15,7 @@ int main(int argc, char ** argv)
    addFomCommand(app, code);
    addShmCommand(app, code);
    addCrashCommand(app, code);
+   addLibCommand(app, code);
    try
    {
       app.parse(argc, argv);
