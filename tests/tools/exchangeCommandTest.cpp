@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "support/networkNamespace.h"
-#include "support/temporaryFolder.h"
+#include "support/program.h"
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
-#include <cstdlib>
-#include <sys/wait.h>
 #include <tuple>
 
 namespace
@@ -20,31 +17,6 @@ std::string recording(std::string const & name)
    return TEST_DATA_DIR "/dis/" + name + ".pcap";
 }
 
-/// A run of the program: how it ended and what it wrote.
-struct Program
-{
-   explicit Program(std::string const & arguments)
-   {
-      std::string const streams = " >" + folder.path("out") + " 2>" + folder.path("err");
-      int const status = std::system((TSL_PROGRAM " " + arguments + streams).c_str());
-      code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-      out = folder.read("out");
-      err = folder.read("err");
-   }
-
-   /// The report of a run that must end with `wanted`.
-   static json report(std::string const & arguments, int wanted = 0)
-   {
-      Program const run("exchange --json " + arguments);
-      EXPECT_EQ(std::tuple(run.code, run.err), std::tuple(wanted, "")) << arguments << "\n" << run.out;
-      return json::parse(run.out);
-   }
-
-   TemporaryFolder folder;
-   int code;
-   std::string out, err;
-};
-
 TEST(TslExchange, BringsEveryRecordingBackWhole)
 {
    // clang-format off
@@ -54,7 +26,8 @@ TEST(TslExchange, BringsEveryRecordingBackWhole)
       // clang-format on
       for (int const bundle : {0, 12, 1400, 65504})
       {
-         json const r = Program::report("--bundle " + std::to_string(bundle) + " " + recording(name));
+         json const r =
+            Program::report("exchange", "--bundle " + std::to_string(bundle) + " " + recording(name));
          EXPECT_EQ(json({r["recording"]["pdus"], r["recording"]["datagramsLeftOut"], r["out"], r["back"]}),
                    json({pdus, leftOut, pdus, pdus}))
             << name;
@@ -64,7 +37,7 @@ TEST(TslExchange, BringsEveryRecordingBackWhole)
 
 TEST(TslExchange, TellsTheSameInTableAndJsonAndKeepsToTheRate)
 {
-   json const report = Program::report("--loop 3 " + recording("coupled-turn"));
+   json const report = Program::report("exchange", "--loop 3 " + recording("coupled-turn"));
    EXPECT_EQ(json({report["out"], report["loops"], report["whole"]}), json({945, 3, true}));
    EXPECT_GT(report["coupled"], 0);
    EXPECT_GT(report["pdusPerSecond"], 0.0);
@@ -78,7 +51,7 @@ TEST(TslExchange, TellsTheSameInTableAndJsonAndKeepsToTheRate)
    for (char const * part : {"1 Entity State", "72 Attribute", "945", "saved by bundling", "PDUs/s", "p50",
                              "p99", "byte for byte and in order"})
       EXPECT_THAT(table.out, HasSubstr(part));
-   json const slow = Program::report("--rate 1000 --bundle 8000 " + recording("singles-s1"));
+   json const slow = Program::report("exchange", "--rate 1000 --bundle 8000 " + recording("singles-s1"));
    EXPECT_GE(slow["seconds"], 0.2);
    EXPECT_GE(slow["datagrams"], 13) << "a flush at the end of each of 15 frames";
 }
@@ -124,11 +97,11 @@ TEST(TslExchange, CrossesInterfacesAndGroupsAndGivesUpOnStrangers)
    std::string const file = recording("bundles-s1");
    for (char const * arguments : {"--device eth0 ", "--device 10.1.0.1 --suppress ", "--to 10.1.0.1:3000 ",
                                   "--to [fd01::1]:3000 ", "--to 10.1.0.255:3000 --device eth0 "})
-      Program::report(arguments + file);
-   json const own = Program::report("--to 239.1.2.3:3000 --device eth0 --suppress " + file);
+      Program::report("exchange", arguments + file);
+   json const own = Program::report("exchange", "--to 239.1.2.3:3000 --device eth0 --suppress " + file);
    EXPECT_EQ(own["ownDropped"], own["datagrams"]);
    EXPECT_EQ(own["ownHeard"], 0);
-   json const lost = Program::report("--to 10.1.0.2:3000 " + recording("samples"), 1);
+   json const lost = Program::report("exchange", "--to 10.1.0.2:3000 " + recording("samples"), 1);
    EXPECT_EQ(json({lost["lost"], lost["back"]}), json({15, 0}));
    Program const unknown("exchange --to no-such-host:3000 " + file);
    EXPECT_EQ(unknown.code, 2) << unknown.out;
