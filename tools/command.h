@@ -31,5 +31,6 @@ void addShmCommand(CLI::App & app, ExitCode & code);
 
 /// Prints a crash dump with the functions and lines of its addresses.
 void addCrashCommand(CLI::App & app, ExitCode & code);
+
 /// Finds a shared library on the search path, and tells how it was built and whether it loads.
 void addLibCommand(CLI::App & app, ExitCode & code);
