@@ -34,6 +34,13 @@ int chainSize(DtInetSockChain const & chain)
    return static_cast<int>(std::min<std::uint64_t>(sum, std::numeric_limits<int>::max()));
 }
 
+ChainSlices::ChainSlices(DtInetSockChain const & chain)
+   : myCount(std::min(chain.size(), platform::theMaxSlices))
+{
+   for (std::size_t i = 0; i < myCount; ++i)
+      mySlices[i] = {chain[i]->data(), chain[i]->size()};
+}
+
 PreSendResult runPreSend(DtInetSocket & socket, DtInetSockChain & chain, DtInetEndpoint & to)
 {
    int remaining = chainSize(chain);

@@ -12,6 +12,20 @@ namespace tsl
 /// The sum of the sizes of a chain's vectors, at most the largest int.
 int chainSize(DtInetSockChain const & chain);
 
+/// The first vectors of a chain, as many as the system takes at once.
+class ChainSlices
+{
+public:
+   explicit ChainSlices(DtInetSockChain const & chain);
+
+   platform::Slice * data() { return mySlices; }
+   std::size_t count() const { return myCount; }
+
+private:
+   platform::Slice mySlices[platform::theMaxSlices];
+   std::size_t myCount;
+};
+
 /// Whether a call runs the callbacks of a type: not with an empty table, nor with `skips` in its flags.
 inline bool runsCallbacks(DtInetSocket & socket, DtInetSockProcessingType type, unsigned long flags,
                           DtInetSockCallFlags skips)

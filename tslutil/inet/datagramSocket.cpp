@@ -6,8 +6,6 @@
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/platform/datagramScope.h"
 
-#include <algorithm>
-
 namespace tsl
 {
 
@@ -20,35 +18,7 @@ namespace
 constexpr int theRefused = 10061;
 constexpr int theReset = 10054;
 
-// Receives once there is something, unless the socket doesn't wait.
-template<class Receive>
-Transfer receiveWhenThere(DatagramSocket const & socket, Receive const & receive)
-{
-   for (;;)
-   {
-      Transfer const got = receive();
-      if (got.error == 0 || !platform::isWouldBlock(got.error) || socket.isNonBlocking())
-         return got;
-      if (int const error = platform::waitUntilReadable(socket.handle()))
-         return {0, error};
-   }
-}
-
 } // namespace
-
-ChainSlices::ChainSlices(DtInetSockChain const & chain)
-   : myCount(std::min(chain.size(), platform::theMaxSlices))
-{
-   for (std::size_t i = 0; i < myCount; ++i)
-      mySlices[i] = {chain[i]->data(), chain[i]->size()};
-}
-
-SocketName nameOf(DtInetEndpoint const & endpoint)
-{
-   std::size_t size = 0;
-   sockaddr const * const name = EndpointAccess::systemName(endpoint, DtInetProtoUdp, size);
-   return {name, name == nullptr ? 0 : size};
-}
 
 int datagramErrorNumber(int error)
 {
@@ -80,26 +50,10 @@ int DatagramSocket::bind(DtInetEndpoint const & local)
    return error != 0 ? error : set(shared);
 }
 
-int DatagramSocket::localName(SocketName & name) const
-{
-   return platform::localSocketName(handle(), name);
-}
-
-int DatagramSocket::localPort(unsigned short & port) const
-{
-   SocketName name;
-   int const error = localName(name);
-   if (error == 0)
-      port = platform::portOf(name);
-   return error;
-}
-
 int DatagramSocket::connect(DtInetEndpoint const & peer)
 {
    SocketName const name = nameOf(peer);
-   int error = platform::checkPeer(name.size == 0 ? nullptr : name.data());
-   if (error == 0)
-      error = platform::connectSocket(handle(), name.data(), name.size);
+   int const error = LazySocket::connect(name);
    if (error == 0)
       myPeer = name;
    return error;
@@ -121,19 +75,6 @@ int DatagramSocket::makeDeaf(std::uint32_t interfaceIndex)
 // `send` takes the name, its size and the number of the interface to leave by, 0 for the one of the route.
 
 template<class Send>
-Transfer DatagramSocket::sendWhenTaken(sockaddr const * name, std::size_t size, Send const & send)
-{
-   for (;;)
-   {
-      Transfer const sent = send(name, size, 0);
-      if (sent.error == 0 || !platform::isWouldBlock(sent.error) || isNonBlocking())
-         return sent;
-      if (int const error = platform::waitUntilWritable(handle()))
-         return {0, error};
-   }
-}
-
-template<class Send>
 Transfer DatagramSocket::sendNamed(DtInetEndpoint const & to, Send const & send)
 {
    std::size_t size = 0;
@@ -142,8 +83,8 @@ Transfer DatagramSocket::sendNamed(DtInetEndpoint const & to, Send const & send)
       return {0, error};
    // A connected socket needs no name; but whoever has the Boost socket may have connected it otherwise.
    if (myPeer.size == size && !hasBoostSocket() && SocketName(name, size) == myPeer)
-      return sendWhenTaken(nullptr, 0, send);
-   Transfer const sent = sendWhenTaken(name, size, send);
+      return whenWritable([&] { return send(nullptr, 0, 0); });
+   Transfer const sent = whenWritable([&] { return send(name, size, 0); });
    if (sent.error == 0 || !platform::lacksInterface(sent.error, name))
       return sent;
    std::uint32_t const interfaceIndex = defaultInterface(name);
@@ -164,7 +105,7 @@ Transfer DatagramSocket::sendTo(void const * data, std::size_t size, DtInetEndpo
 
 Transfer DatagramSocket::sendTo(DtInetSockChain const & chain, DtInetEndpoint const & to)
 {
-   ChainSlices const slices(chain);
+   ChainSlices slices(chain);
    return sendNamed(to,
                     [&](sockaddr const * name, std::size_t nameSize, std::uint32_t interfaceIndex) {
                        return platform::sendDatagram(handle(), slices.data(), slices.count(), name, nameSize,
@@ -203,14 +144,14 @@ std::uint32_t DatagramSocket::defaultInterface(sockaddr const * to)
 
 Transfer DatagramSocket::receive(void * data, std::size_t size, SocketName * from)
 {
-   return receiveWhenThere(*this, [&] { return platform::receiveDatagram(handle(), data, size, from); });
+   return whenReadable([&] { return platform::receiveDatagram(handle(), data, size, from); });
 }
 
 Transfer DatagramSocket::receive(DtInetSockChain const & chain, SocketName * from)
 {
-   ChainSlices const slices(chain);
-   return receiveWhenThere(
-      *this, [&] { return platform::receiveDatagram(handle(), slices.data(), slices.count(), from); });
+   ChainSlices slices(chain);
+   return whenReadable([&]
+                       { return platform::receiveDatagram(handle(), slices.data(), slices.count(), from); });
 }
 
 } // namespace tsl

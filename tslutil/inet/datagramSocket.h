@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tslutil/inet/chainCore.h"
 #include "tslutil/inet/lazySocket.h"
-#include "tslutil/inet/tslInetSocket.h"
 #include "tslutil/platform/datagram.h"
 
 #include <boost/asio/ip/udp.hpp>
@@ -12,22 +12,11 @@
 namespace tsl
 {
 
-/// The first vectors of a chain, as many as the system takes at once.
-class ChainSlices
-{
-public:
-   explicit ChainSlices(DtInetSockChain const & chain);
-
-   platform::Slice const * data() const { return mySlices; }
-   std::size_t count() const { return myCount; }
-
-private:
-   platform::Slice mySlices[platform::theMaxSlices];
-   std::size_t myCount;
-};
-
 /// The name of an endpoint that has protocol UDP; of size 0 for any other.
-platform::SocketName nameOf(DtInetEndpoint const & endpoint);
+inline platform::SocketName nameOf(DtInetEndpoint const & endpoint)
+{
+   return nameOf(endpoint, DtInetProtoUdp);
+}
 
 /// The code of an error of a datagram socket. That a peer refused a datagram counts as a reset, 10054.
 int datagramErrorNumber(int error);
@@ -47,11 +36,6 @@ public:
    /// Binds to address and port of an endpoint that has protocol UDP. Port 0 gets a port that no other socket
    /// has, also if the address is to be shared.
    int bind(DtInetEndpoint const & local);
-
-   /// The address and port that the system has for the socket.
-   int localName(platform::SocketName & name) const;
-   /// The port alone.
-   int localPort(unsigned short & port) const;
 
    /// Connects to a peer, which can't be the any-address or port 0. A send to it then goes the short way.
    int connect(DtInetEndpoint const & peer);
@@ -80,8 +64,6 @@ public:
 private:
    template<class Send>
    platform::Transfer sendNamed(DtInetEndpoint const & to, Send const & send);
-   template<class Send>
-   platform::Transfer sendWhenTaken(sockaddr const * name, std::size_t size, Send const & send);
    std::uint32_t defaultInterface(sockaddr const * to);
 
    // The peer of a connected socket; of size 0 without one.

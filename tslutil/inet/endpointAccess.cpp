@@ -74,6 +74,26 @@ bool compareNames(DtInetEndpoint const & left, DtInetEndpoint const & right, DtI
    return leftName != nullptr && rightName != nullptr && holds(compare(leftName, rightName));
 }
 
+/// Address and port of a name; of telling size 0, the IPv4 any-address and port 0.
+void readName(sockaddr const * name, std::size_t telling, DtInetAddr & address, unsigned short & port)
+{
+   port = 0;
+   if (telling == 0)
+      address = DtInetAddr(0UL, 0UL);
+   else if (name->sa_family == AF_INET)
+   {
+      auto const ipv4 = copyOf<sockaddr_in>(name);
+      address = DtInetAddr(ipv4);
+      port = tsl::hostPort(ipv4.sin_port);
+   }
+   else
+   {
+      auto const ipv6 = copyOf<sockaddr_in6>(name);
+      address = DtInetAddr(ipv6);
+      port = tsl::hostPort(ipv6.sin6_port);
+   }
+}
+
 template<class Endpoint>
 sockaddr const * nameOf(unsigned char const * storage, std::size_t & size)
 {
@@ -102,25 +122,19 @@ void EndpointAccess::setSender(DtInetEndpoint & from, sockaddr const * sender, s
    std::size_t const telling = tellingSize(sender, size);
    if (from.isSender && telling != 0 && std::memcmp(from.myUdpEndpoint, sender, telling) == 0)
       return;
-   from.myPort = 0;
-   if (telling == 0)
-      from.myAddress = DtInetAddr(0UL, 0UL);
-   else if (sender->sa_family == AF_INET)
-   {
-      auto const name = copyOf<sockaddr_in>(sender);
-      from.myAddress = DtInetAddr(name);
-      from.myPort = tsl::hostPort(name.sin_port);
-   }
-   else
-   {
-      auto const name = copyOf<sockaddr_in6>(sender);
-      from.myAddress = DtInetAddr(name);
-      from.myPort = tsl::hostPort(name.sin6_port);
-   }
+   readName(sender, telling, from.myAddress, from.myPort);
    from.myProtocol = DtInetProtoUdp;
    from.initEndpoint();
    // An any-address loses its scope in the Boost endpoint, so that the bytes are no proof next time.
    from.isSender = telling != 0 && std::memcmp(from.myUdpEndpoint, sender, telling) == 0;
+}
+
+DtInetEndpoint EndpointAccess::endpointOf(sockaddr const * name, std::size_t size, DtInetProtocol protocol)
+{
+   DtInetAddr address;
+   unsigned short port = 0;
+   readName(name, tellingSize(name, size), address, port);
+   return {address, port, protocol};
 }
 
 bool EndpointAccess::equal(DtInetEndpoint const & left, DtInetEndpoint const & right)

@@ -19,6 +19,9 @@ struct EndpointAccess
    /// `sender`, and one of an unknown family or too small, give the IPv4 any-address and port 0.
    static void setSender(DtInetEndpoint & from, sockaddr const * sender, std::size_t size);
 
+   /// The endpoint of a protocol at an address that the system tells, scope included.
+   static DtInetEndpoint endpointOf(sockaddr const * name, std::size_t size, DtInetProtocol protocol);
+
    /// The bytes of the Boost endpoint of a protocol as the system's calls take them, and their number; null
    /// if the endpoint doesn't have it. Valid until the endpoint changes.
    static sockaddr const * systemName(DtInetEndpoint const & endpoint, DtInetProtocol protocol,

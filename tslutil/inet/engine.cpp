@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/engine.h"
 
+#include "tslutil/inet/tcpEngine.h"
 #include "tslutil/inet/udpEngine.h"
 #include "tslutil/time/tslClock.h"
 
@@ -23,7 +24,7 @@ namespace
 // Above the first, reading stops and the system holds what arrives; it goes on at half of it.
 constexpr std::size_t theMaxQueuedBytes = std::size_t(64) << 20;
 constexpr std::size_t theMaxKeptBytes = std::size_t(4) << 20;
-// No datagram is larger.
+// No datagram is larger, and of a stream it is enough.
 constexpr std::size_t theMaxReadSize = 65536;
 constexpr double theSendLook = 0.001;
 constexpr int theSendLooks = 1000;
@@ -143,7 +144,8 @@ Engine<Protocol>::Engine(IoService & service, void * owner)
      myError(0),
      myReadSize(0),
      isPaused(false),
-     isDraining(false)
+     isDraining(false),
+     myBegun(0)
 {
 }
 
@@ -195,6 +197,7 @@ void Engine<Protocol>::stop(bool sendsFirst)
    isPaused = false;
    myToSend.clear();
    isDraining = false;
+   myBegun = 0;
    myReadBuffer.reset();
 }
 
@@ -285,6 +288,9 @@ Transfer Engine<Protocol>::putMessage(DtInetEndpoint const & peer, Fill const & 
    Transfer copied{0, 0};
    {
       DtScopedLock const lock(myToSend.lock, true);
+      // What failed meanwhile may have been the middle of a stream, which nothing may follow.
+      if (int const error = myError)
+         return {0, error};
       QueuedMessage & message = myToSend.push();
       message.peer = name;
       fill(message.bytes);
@@ -357,7 +363,7 @@ void Engine<Protocol>::drain()
       return;
    Datagram batch[platform::theMaxDatagrams];
    std::size_t const count = gather(batch);
-   Transfer sent = Traits::write(*myWriter, batch, count);
+   Transfer sent = Traits::write(*myWriter, batch, count, myBegun);
    if (platform::isWouldBlock(sent.error))
    {
       DtScopedLock const lock(myWriter->boostState(), true);
@@ -368,7 +374,8 @@ void Engine<Protocol>::drain()
    if (sent.error != 0)
    {
       myError = sent.error;
-      sent.count = 1;
+      sent.count = Traits::theLoss;
+      myBegun = 0;
    }
    if (dropSent(sent.count))
       postDrain();
@@ -387,6 +394,11 @@ std::size_t Engine<Protocol>::gather(Datagram * datagrams)
       datagrams[i].size = message.bytes.size();
       datagrams[i].name = message.peer;
    }
+   if (count != 0)
+   {
+      datagrams->data = static_cast<char *>(datagrams->data) + myBegun;
+      datagrams->size -= myBegun;
+   }
    return count;
 }
 
@@ -395,7 +407,7 @@ template<class Protocol>
 bool Engine<Protocol>::dropSent(int count)
 {
    DtScopedLock const lock(myToSend.lock, true);
-   for (int i = 0; i < count; ++i)
+   for (int i = 0; i < count && !myToSend.ring.isEmpty(); ++i)
       myToSend.pop();
    isDraining = !myToSend.ring.isEmpty();
    return isDraining;
@@ -422,5 +434,6 @@ void Engine<Protocol>::waitUntilSent()
 }
 
 template class Engine<boost::asio::ip::udp>;
+template class Engine<boost::asio::ip::tcp>;
 
 } // namespace tsl

@@ -65,8 +65,11 @@ private:
 ///    static constexpr std::size_t theBatch       how many messages are read at once
 ///    int name(DtInetEndpoint const &, SocketName &)          the name of a peer, and whether it can be one
 ///    Transfer read(Socket &, Datagram *, std::size_t)        without waiting; how many, or the error
-///    Transfer write(Socket &, Datagram const *, std::size_t) without waiting; how many, or the error of the
-///                                                            first
+///    Transfer write(Socket &, Datagram const *, std::size_t count, std::size_t & begun)
+///                                                without waiting; how many are out whole, or the error of
+///                                                the first. `begun` is how many bytes of the first are out
+///                                                already, on return of the one behind those that are whole.
+///    static constexpr int theLoss                how many messages an error of writing costs, at most
 template<class Protocol>
 struct EngineTraits;
 
@@ -143,6 +146,8 @@ private:
    MessageQueue myToSend;
    // Whether a drain of the send queue is on its way; under its lock.
    bool isDraining;
+   // How many bytes of the first message to send are out already.
+   std::size_t myBegun;
    HandlerRoom myDrainRoom;
 };
 

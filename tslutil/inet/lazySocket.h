@@ -13,16 +13,19 @@
 namespace tsl
 {
 
+/// The error of opening what is open.
+constexpr int theAlreadyOpen = -boost::asio::error::already_open;
+
 /// A system socket that becomes a Boost socket only when somebody asks for one: standing in Boost's event
 /// loop costs every send a part of its time, and three descriptors more. From then on the Boost socket owns
 /// it, and whoever got it may close it or open it anew; nothing is remembered here that could differ.
 ///
 /// Errors are the system's numbers; a negative one is Boost's own, see errorCode().
-template<class Protocol>
+template<class Protocol, class Boost = typename Protocol::socket>
 class LazySocket
 {
 public:
-   typedef typename Protocol::socket BoostSocket;
+   typedef Boost BoostSocket;
 
    /// The service must outlive the socket.
    explicit LazySocket(IoService & service)
@@ -58,6 +61,11 @@ public:
    /// Takes over an open socket; it is closed if that fails.
    int take(Protocol const & protocol, platform::SocketHandle opened)
    {
+      if (isOpen())
+      {
+         platform::closeSocket(opened);
+         return theAlreadyOpen;
+      }
       myProtocol = protocol;
       myNonBlocking = false;
       if (myBoostSocket == nullptr)
@@ -92,6 +100,26 @@ public:
       int const error = isConnected && isOpen() ? platform::shutdownSocket(handle()) : 0;
       int const closeError = close();
       return error != 0 ? error : closeError;
+   }
+
+   /// Connects to the name of a peer, which can't be the any-address or port 0.
+   int connect(platform::SocketName const & peer)
+   {
+      int const error = platform::checkPeer(peer.size == 0 ? nullptr : peer.data());
+      return error != 0 ? error : platform::connectSocket(handle(), peer.data(), peer.size);
+   }
+
+   /// The address and port that the system has for the socket.
+   int localName(platform::SocketName & name) const { return platform::localSocketName(handle(), name); }
+
+   /// The port alone.
+   int localPort(unsigned short & port) const
+   {
+      platform::SocketName name;
+      int const error = localName(name);
+      if (error == 0)
+         port = platform::portOf(name);
+      return error;
    }
 
    /// Sets one of Asio's options; the option says which and to what.
@@ -167,8 +195,31 @@ public:
    /// Guards what the Boost socket keeps about itself while a background thread waits on it.
    DtMutex & boostState() { return myBoostState; }
 
+   /// Runs a receive, or a send: on a socket that waits, again and again while the system wouldn't have it.
+   template<class Call>
+   platform::Transfer whenReadable(Call const & call) const
+   {
+      return whenReady(call, platform::waitUntilReadable);
+   }
+   template<class Call>
+   platform::Transfer whenWritable(Call const & call) const
+   {
+      return whenReady(call, platform::waitUntilWritable);
+   }
+
 private:
-   static constexpr int theAlreadyOpen = -boost::asio::error::already_open;
+   template<class Call>
+   platform::Transfer whenReady(Call const & call, int (*wait)(platform::SocketHandle)) const
+   {
+      for (;;)
+      {
+         platform::Transfer const done = call();
+         if (done.error == 0 || !platform::isWouldBlock(done.error) || isNonBlocking())
+            return done;
+         if (int const error = wait(handle()))
+            return {0, error};
+      }
+   }
 
    int assign(platform::SocketHandle opened)
    {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tslutil/inet/tslInetSocket.h"
+#include "tslutil/platform/socket.h"
 
 #include <boost/system/error_code.hpp>
 
@@ -18,6 +19,12 @@ int errorNumber(int error);
 /// Its text, as it ends the texts of failures.
 DtString errorMessage(int error);
 
+/// The name of an endpoint that has a protocol; of size 0 for one that has another.
+platform::SocketName nameOf(DtInetEndpoint const & endpoint, DtInetProtocol protocol);
+
+/// The flags that ask for a background thread.
+constexpr unsigned long theAsyncFlags = DtInetSockFlagAsyncReceive | DtInetSockFlagAsyncSend;
+
 /// How the parts of the library that serve several kinds of socket reach what a socket keeps protected.
 struct SocketAccess
 {
@@ -30,6 +37,19 @@ struct SocketAccess
    {
       return socket.refuse(code, text);
    }
+
+   /// Stores flags and what follows from them, but for the no-delay field, which only constructors set.
+   static void setFlags(DtInetSocket & socket, unsigned long flags);
+
+   /// DtInetSocket::bindToDevice() and setSocket() of all kinds of sockets.
+   static bool bindToDevice(DtInetSocket & socket, DtInetDevice const * device);
+   static bool setSocket(DtInetSocket & socket, DtInetEndpoint const & destination, unsigned short localPort,
+                         DtInetDevice * device, unsigned long flags);
+
+   /// Makes an endpoint the destination, with a protocol that it has to have, or none; false if it has
+   /// another.
+   static bool takeDestination(DtInetSocket & socket, DtInetEndpoint const & endpoint,
+                               DtInetProtocol protocol);
 
    static DtInetSockCallbackTable & callbacks(DtInetSocket & socket, DtInetSockProcessingType type)
    {

@@ -51,13 +51,23 @@ bool setOption(DtInetSocket & owner, Socket && socket, Option const & option, ch
 /// as `operation`, a new line and the message and moves to the error state. `operation` is the whole text
 /// ahead of the new line; it isn't always that of the operation that reads.
 template<class Option, class Socket>
-auto getOption(DtInetSocket & owner, Socket && socket, char const * operation)
+Option readOption(DtInetSocket & owner, Socket && socket, char const * operation)
 {
    Option option;
    int const error = socket.isOpen() ? socket.get(option) : 0;
    if (!socket.isOpen() || !optionResult(owner, error, operation, [] { return DtString("\n"); }))
       option = Option();
-   return option.value();
+   return option;
 }
+
+/// The same for an option of one value.
+template<class Option, class Socket>
+auto getOption(DtInetSocket & owner, Socket && socket, char const * operation)
+{
+   return readOption<Option>(owner, socket, operation).value();
+}
+
+/// How many bytes can be read from a socket at once; as an option.
+unsigned long getBytesAvailable(DtInetSocket & owner, platform::SocketHandle socket, char const * operation);
 
 } // namespace tsl

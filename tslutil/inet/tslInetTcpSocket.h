@@ -10,6 +10,11 @@
 /// The socket behind a DtInetTcpSocket.
 struct DtInetTcpSocketImpl;
 
+namespace tsl::platform
+{
+struct SocketName;
+}
+
 /// A stream socket in one of three roles: a client, which connects to a destination; a server, which listens
 /// and hands out connections; and an accepted connection, which starts as a bare object that a server's
 /// acceptConnection() brings to life.
@@ -138,5 +143,32 @@ protected:
    bool isServerSock() const;
 
 private:
+   enum AcceptResult : int
+   {
+      AcceptFailed,
+      AcceptFailedForTarget,
+      AcceptedConnection
+   };
+
+   Failure failOpen(int code, DtString const & text);
+   void takeDeviceAddress();
+   int openAndBind();
+   int readLocalPort();
+   void readLocalEndpoint();
+   bool takeListeningAddress();
+   int openAndListen();
+   AcceptResult acceptAtOnce(DtInetTcpSocket & target, tsl::platform::SocketName & peer);
+   AcceptResult acceptNext(DtInetTcpSocket & target, tsl::platform::SocketName & peer);
+   AcceptResult failTarget(char const * what, int error);
+
+   bool maySend(char const * operation, char const * unmade);
+   bool mayReceive(char const * operation);
+   bool noteEnd(int number, int error);
+   Failure failedSend(char const * operation, int error);
+   DtInetSockRcvStatus failedReceive(int error, bool isIgnored);
+
+   struct ChainSend;
+   struct ChainReceive;
+
    std::unique_ptr<DtInetTcpSocketImpl> const myImpl;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/tslInetUdpSocket.h"
 
+#include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/inet/udpSocketImpl.h"
 
@@ -24,10 +25,8 @@ DtInetUdpSocket::DtInetUdpSocket(DtInetEndpoint const & destination, unsigned sh
    DtInetUdpSocket::setLocalPort(localPort);
    myDestination = destination;
    DtInetUdpSocket::bindToDevice(device);
-   myFlags = flags;
-   myNonBlocking = (flags & DtInetSockFlagNonBlocking) != 0;
+   tsl::SocketAccess::setFlags(*this, flags);
    myNoDelay = (flags & DtInetSockFlagNoDelay) != 0;
-   myLockNeeded = (flags & (DtInetSockFlagAsyncReceive | DtInetSockFlagAsyncSend)) != 0;
    myOpenNow = openNow;
    myState = DtInetSockCreated;
    if (myOpenNow)
@@ -41,28 +40,13 @@ DtInetUdpSocket::~DtInetUdpSocket()
 
 bool DtInetUdpSocket::bindToDevice(DtInetDevice const * device)
 {
-   if (device != nullptr && myState < DtInetSockOpen)
-      myHostInterface = std::make_unique<DtInetDevice>(*device);
-   return true;
+   return tsl::SocketAccess::bindToDevice(*this, device);
 }
 
-// The error state counts as an unsigned number here, and so is above the others.
 bool DtInetUdpSocket::setSocket(DtInetEndpoint const & destination, unsigned short localPort,
                                 DtInetDevice * device, unsigned long flags)
 {
-   if (static_cast<unsigned>(myState) > DtInetSockCreated)
-      return false;
-   setLocalPort(localPort);
-   myOpenNow = false;
-   myFlags = flags;
-   myNonBlocking = (flags & DtInetSockFlagNonBlocking) != 0;
-   myLockNeeded = (flags & (DtInetSockFlagAsyncReceive | DtInetSockFlagAsyncSend)) != 0;
-   bool const hasDestination = setDestination(destination);
-   // Always true, so a refused destination doesn't fail the call.
-   if (!bindToDevice(device) && !hasDestination)
-      return false;
-   myState = DtInetSockCreated;
-   return true;
+   return tsl::SocketAccess::setSocket(*this, destination, localPort, device, flags);
 }
 
 bool DtInetUdpSocket::setDestination(DtInetEndpoint const & endpoint)
@@ -71,13 +55,9 @@ bool DtInetUdpSocket::setDestination(DtInetEndpoint const & endpoint)
       return refuse(theDestinationInUse,
                     DtString("DtInetUdpSocket::setDestination(): ") +
                        "Cannot change destination endpoint of open broadcast/multicast socket");
-   if (endpoint.protocol() != DtInetProtoNone && endpoint.protocol() != DtInetProtoUdp)
+   if (!tsl::SocketAccess::takeDestination(*this, endpoint, DtInetProtoUdp))
       return refuse(theBadArgument, DtString("DtInetUdpSocket::setDestination(): ") +
                                        "Specified destination endpoint is not UDP");
-   bool const isUndecided = endpoint.protocol() == DtInetProtoNone;
-   myDestination = endpoint;
-   if (isUndecided)
-      myDestination.setProtocol(DtInetProtoUdp);
    return true;
 }
 

@@ -130,9 +130,9 @@ protected:
 
 private:
    bool takeDeviceAddresses();
-   bool openAndBind();
+   int openAndBind();
    void setOpeningOptions();
-   bool readLocalPort();
+   int readLocalPort();
    Failure failOpen(int code, DtString const & text);
 
    bool maySend(char const * operation, DtInetEndpoint & to);

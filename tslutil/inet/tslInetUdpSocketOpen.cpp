@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Opening, connecting and closing of UDP sockets.
 #include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/openGuard.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/inet/udpSocketImpl.h"
 
-#include <boost/system/error_code.hpp>
-
 #include <algorithm>
-#include <exception>
 
 namespace
 {
@@ -16,7 +14,6 @@ namespace
 constexpr int theInvalidState = 127;
 constexpr int theWrongProtocol = 135;
 constexpr int theBadArgument = 10022;
-constexpr unsigned long theAsyncFlags = DtInetSockFlagAsyncReceive | DtInetSockFlagAsyncSend;
 
 } // namespace
 
@@ -43,19 +40,8 @@ bool DtInetUdpSocket::openSocket()
       return false;
    if (!myLocalEndpoint.isUdp())
       myLocalEndpoint.setProtocol(DtInetProtoUdp);
-   try
-   {
-      return openAndBind();
-   }
-   catch (boost::system::error_code const & error)
-   {
-      return failOpen(tsl::errorNumber(error.value()),
-                      DtString("Error opening Boost socket\n") + error.message());
-   }
-   catch (std::exception const & exception)
-   {
-      return failOpen(theBadArgument, exception.what());
-   }
+   return tsl::openGuarded(*this, "DtInetUdpSocket::openSocket(): ", "Error opening Boost socket\n",
+                           [this] { return openAndBind(); });
 }
 
 // The device lends the socket its address, and a broadcast destination its own broadcast address.
@@ -77,7 +63,7 @@ bool DtInetUdpSocket::takeDeviceAddresses()
 }
 
 // The rest of the opening, with the endpoints settled.
-bool DtInetUdpSocket::openAndBind()
+int DtInetUdpSocket::openAndBind()
 {
    bool const hasDevice = myHostInterface != nullptr;
    int error = myImpl->open(myLocalEndpoint, hasDevice);
@@ -88,20 +74,21 @@ bool DtInetUdpSocket::openAndBind()
                         : myImpl->bind(myLocalEndpoint);
    }
    if (error != 0)
-      return failOpen(tsl::errorNumber(error),
-                      DtString("Error opening Boost socket\n") + tsl::errorMessage(error));
+      return error;
    setSecondUdpSocket(nullptr);
    myState = DtInetSockOpen;
    // A failed join leaves the error state, and the socket open.
    if (myDestination.address().isMulticast())
       joinMulticastGroup(myDestination.address(), myHostInterface.get());
-   if (myLocalEndpoint.port() == 0 && !readLocalPort())
-      return false;
-   if ((myFlags & theAsyncFlags) != 0)
+   if (myLocalEndpoint.port() == 0)
+      error = readLocalPort();
+   if (error != 0)
+      return error;
+   if ((myFlags & tsl::theAsyncFlags) != 0)
       myImpl->engineMade().start(myFlags,
                                  static_cast<std::size_t>(std::max(DtInetUtils::getMaxPacketBufferSize(), 1)),
                                  myImpl->socket, myImpl->outgoing());
-   return true;
+   return 0;
 }
 
 // Through the virtual setters, so that a derived class can add to them. Their failures don't fail the
@@ -117,14 +104,13 @@ void DtInetUdpSocket::setOpeningOptions()
    setReceiveBufferSize(bufferSize);
 }
 
-bool DtInetUdpSocket::readLocalPort()
+int DtInetUdpSocket::readLocalPort()
 {
    unsigned short port = 0;
-   if (int const error = myImpl->socket.localPort(port))
-      return failOpen(tsl::errorNumber(error),
-                      DtString("Error opening Boost socket\n") + tsl::errorMessage(error));
-   myLocalEndpoint.setPort(port);
-   return true;
+   int const error = myImpl->socket.localPort(port);
+   if (error == 0)
+      myLocalEndpoint.setPort(port);
+   return error;
 }
 
 DtInetSocket::Failure DtInetUdpSocket::failOpen(int code, DtString const & text)
@@ -172,7 +158,7 @@ bool DtInetUdpSocket::closeSocket()
 {
    bool const wasConnected = myState == DtInetSockConnected;
    int error = myImpl->second == nullptr ? 0 : myImpl->second->closeDown(wasConnected);
-   if ((myFlags & theAsyncFlags) != 0 && myImpl->engine != nullptr)
+   if ((myFlags & tsl::theAsyncFlags) != 0 && myImpl->engine != nullptr)
       myImpl->engine->stop(true);
    for (tsl::DatagramSocket * const socket : {&myImpl->sender, &myImpl->socket})
       if (int const closeError = socket->closeDown(wasConnected))

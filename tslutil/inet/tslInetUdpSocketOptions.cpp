@@ -133,13 +133,9 @@ unsigned long DtInetUdpSocket::getReceiveLowWatermark()
 
 unsigned long DtInetUdpSocket::getBytesAvailable()
 {
-   std::size_t bytes = 0;
-   if (!myImpl->isOpen())
-      return 0;
-   int const error = tsl::platform::bytesAvailable(myImpl->incoming().handle(), bytes);
-   bool const isRead =
-      tsl::optionResult(*this, error, "DtInetUdpSocket::getBytesAvailable():", [] { return DtString("\n"); });
-   return isRead ? bytes : 0;
+   return !myImpl->isOpen() ? 0
+                            : tsl::getBytesAvailable(*this, myImpl->incoming().handle(),
+                                                     "DtInetUdpSocket::getBytesAvailable():");
 }
 
 // What goes to groups leaves by the socket that sends.

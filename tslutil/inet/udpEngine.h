@@ -15,6 +15,7 @@ struct EngineTraits<boost::asio::ip::udp>
 {
    typedef DatagramSocket Socket;
    static constexpr std::size_t theBatch = 32;
+   static constexpr int theLoss = 1;
 
    static int name(DtInetEndpoint const & peer, platform::SocketName & name)
    {
@@ -27,7 +28,8 @@ struct EngineTraits<boost::asio::ip::udp>
       return platform::receiveDatagrams(socket.handle(), datagrams, count);
    }
 
-   static platform::Transfer write(Socket & socket, platform::Datagram const * datagrams, std::size_t count)
+   static platform::Transfer write(Socket & socket, platform::Datagram const * datagrams, std::size_t count,
+                                   std::size_t &)
    {
       return socket.sendBatch(datagrams, count);
    }

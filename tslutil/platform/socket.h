@@ -65,6 +65,9 @@ int bindSocket(SocketHandle socket, sockaddr const * name, std::size_t size);
 /// Connects. On a blocking socket it waits for the outcome, through signals too.
 int connectSocket(SocketHandle socket, sockaddr const * name, std::size_t size);
 
+/// Waits for what a connect that is under way comes to.
+int connectOutcome(SocketHandle socket);
+
 /// The name that the socket itself has.
 int localSocketName(SocketHandle socket, SocketName & name);
 

@@ -32,17 +32,6 @@ int waitFor(SocketHandle socket, short events)
    return 0;
 }
 
-// What an interrupted connect came to. It goes on meanwhile and can't be called again.
-int connectOutcome(SocketHandle socket)
-{
-   if (int const error = waitUntilWritable(socket))
-      return error;
-   int outcome = 0;
-   socklen_t size = sizeof outcome;
-   int const error = errorOf(getsockopt(socket, SOL_SOCKET, SO_ERROR, &outcome, &size));
-   return error != 0 ? error : outcome;
-}
-
 } // namespace
 
 SocketName::SocketName(sockaddr const * name, std::size_t nameSize)
@@ -88,10 +77,21 @@ int bindSocket(SocketHandle socket, sockaddr const * name, std::size_t size)
    return errorOf(bind(socket, name, static_cast<socklen_t>(size)));
 }
 
+// An interrupted connect goes on meanwhile and can't be called again.
 int connectSocket(SocketHandle socket, sockaddr const * name, std::size_t size)
 {
    int const error = errorOf(connect(socket, name, static_cast<socklen_t>(size)));
    return error == EINTR ? connectOutcome(socket) : error;
+}
+
+int connectOutcome(SocketHandle socket)
+{
+   if (int const error = waitUntilWritable(socket))
+      return error;
+   int outcome = 0;
+   socklen_t size = sizeof outcome;
+   int const error = errorOf(getsockopt(socket, SOL_SOCKET, SO_ERROR, &outcome, &size));
+   return error != 0 ? error : outcome;
 }
 
 int localSocketName(SocketHandle socket, SocketName & name)
