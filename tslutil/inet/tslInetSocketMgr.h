@@ -151,14 +151,16 @@ protected:
 
 private:
    bool preparePendingAccept();
-   DtInetSocket * makeConnection(DtInetEndpoint const & remote, unsigned short localPort,
-                                 DtInetDevice * device, bool openNow, bool ownUdpSocket);
+   bool nobodyWaits();
+   std::unique_ptr<DtInetSocket> makeSocket(DtInetEndpoint const & remote, unsigned short localPort,
+                                            DtInetDevice * device, bool openNow, bool connects);
    DtInetSocket * fail(int code, DtString const & text);
    void drop(std::vector<DtInetSocket *> const & sockets);
    template<class Send>
    void sendToEach(std::vector<DtInetEndpoint *> const & targets, Send const & send);
    template<class Receive>
-   DtInetSockRcvStatus receiveFromNext(Receive const & receive);
+   DtInetSockRcvStatus receiveFromNext(std::size_t room, bool isChain, DtInetEndpoint & from,
+                                       unsigned long flags, Receive const & receive);
 
    std::unique_ptr<DtInetSocketMgrImpl> const myImpl;
 };

@@ -1,0 +1,441 @@
+// SPDX-License-Identifier: MIT
+#include "tslutil/inet/tslInetSocketMgr.h"
+
+#include "inet/socketKit.h"
+#include "support/allocations.h"
+#include "support/loopbackPeer.h"
+#include "support/skip.h"
+#include "support/slots.h"
+#include "support/systemCalls.h"
+#include "support/watchdog.h"
+#include "tslutil/inet/tslInetTcpSocket.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <set>
+#include <sstream>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace
+{
+
+using namespace socketKit;
+
+struct Manager : DtInetSocketMgr
+{
+   using DtInetSocketMgr::processNewTcpConnections;
+   using DtInetSocketMgr::processNewUdpConnections;
+   using DtInetSocketMgr::removeByItem;
+   using DtInetSocketMgr::removeByKey;
+};
+
+TEST(DtInetSocketMgr, SlotOrder)
+{
+   typedef Manager M;
+   typedef DtInetEndpoint const & Key;
+   typedef std::vector<DtInetEndpoint *> Targets;
+   EXPECT_TRUE(inSlotsFrom(
+      2, &M::processConnections, static_cast<DtInetSocket * (M::*)(DtInetSocket const *)>(&M::addConnection),
+      static_cast<DtInetSocket * (M::*)(Key, unsigned short, DtInetDevice *, bool, bool)>(&M::addConnection),
+      static_cast<bool (M::*)(DtInetSocket const *)>(&M::removeConnection),
+      static_cast<bool (M::*)(Key)>(&M::removeConnection), &M::serverSocket, &M::socketList, &M::peerSocket,
+      static_cast<int (M::*)(DtInetSockChain &, Targets &, unsigned long)>(&M::sendTo),
+      static_cast<int (M::*)(char *, int, Targets &, unsigned long)>(&M::sendTo), &M::recvFrom,
+      &M::recvToChainFrom, &M::addSocketAdditionCallback, &M::removeSocketAdditionCallback,
+      &M::addSocketRemovalCallback, &M::removeSocketRemovalCallback, &M::getServerFlags,
+      &M::getConnectionFlags, &M::getLastError, &M::getLastErrorString, &M::clearError,
+      &M::addSocketCreationCallback, &M::processNewTcpConnections, &M::processNewUdpConnections,
+      &M::removeByKey, &M::removeByItem));
+}
+
+std::string theLog;
+
+DtInetEndpoint keyOf(char name, DtInetProtocol protocol = DtInetProtoNone)
+{
+   return loopback(static_cast<unsigned short>(name), protocol);
+}
+
+// A connection that answers by a letter: '+' takes or gives 8 bytes, 'p' 4 of them, '.' none; 't' tells that
+// the peer has gone, 'x' is a failure.
+struct Scripted : DtInetUdpSocket
+{
+   typedef DtInetSockRcvStatus Status;
+
+   explicit Scripted(char itsName) : DtInetUdpSocket(keyOf(itsName)), name(itsName) {}
+
+   Status take()
+   {
+      theLog += name;
+      myState = next == 't' ? DtInetSockTerminated : DtInetSockOpen;
+      myLastError = next == 'x' ? 10055 : 0;
+      return Status(next == '+' ? 8 : next == '.' ? 0 : next == 'p' ? 4 : -1);
+   }
+   int sendTo(char *, std::size_t, DtInetEndpoint &, unsigned long) override { return take(); }
+   int sendChainTo(DtInetSockChain &, DtInetEndpoint &, unsigned long) override { return take(); }
+   Status recvFrom(char *, std::size_t, DtInetEndpoint &, unsigned long) override { return take(); }
+   Status recvToChainFrom(DtInetSockChain &, DtInetEndpoint &, unsigned long) override { return take(); }
+
+   char const name;
+   char next = '.';
+};
+
+bool logCapital(DtInetSocket * socket, void *)
+{
+   theLog += static_cast<char>(static_cast<Scripted *>(socket)->name - 'a' + 'A');
+   return false;
+}
+
+// A manager of three connections, a, b and c, that writes down which are read, written or (in capitals)
+// removed.
+struct Walk
+{
+   Walk()
+   {
+      manager.addSocketRemovalCallback(logCapital);
+      for (Scripted & socket : sockets)
+         EXPECT_EQ(manager.addConnection(&socket), &socket);
+   }
+
+   // Reads, or sends to `targets`, once for each word of the script, which says what a, b and c answer. Tells
+   // what the calls did and their results.
+   std::string run(std::string const & script, bool isChain, char const * targets = nullptr)
+   {
+      std::vector<DtInetEndpoint> keys;
+      std::vector<DtInetEndpoint *> to;
+      for (char const name : std::string(targets == nullptr ? "" : targets))
+         keys.push_back(keyOf(name));
+      for (DtInetEndpoint & key : keys)
+         to.push_back(&key);
+      std::istringstream words(script);
+      std::string told;
+      for (std::string word; words >> word; told += theLog)
+      {
+         theLog = told.empty() ? "" : " ";
+         for (std::size_t i = 0; i < 3; ++i)
+            sockets[i].next = word[i];
+         theLog += std::to_string(targets != nullptr ? isChain ? manager.sendTo(chain.chain, to)
+                                                               : manager.sendTo(bytes, 8, to)
+                                  : isChain ? manager.recvToChainFrom(chain.chain, from)
+                                                     : manager.recvFrom(bytes, 8, from));
+      }
+      return told;
+   }
+
+   Scripted sockets[3]{Scripted('a'), Scripted('b'), Scripted('c')};
+   DtInetSocketMgr manager;
+   DtInetEndpoint from;
+   char bytes[8] = {};
+   Chain chain{{"12345678"}};
+};
+
+TEST(DtInetSocketMgr, WalksItsConnectionsAndDropsThoseThatFail)
+{
+   // clang-format off
+   struct
+   {
+      char const * script;
+      char const * targets; ///< Null to read.
+      char const * flat;
+      char const * chain = flat;
+   } const rows[] = {
+      // The walk begins behind the last reader and doesn't go around.
+      {"... .+. +.. +.. +.+ +.+ ++. ++.", nullptr, "abc0 ab8 c0 c0 c8 a8 b8 c0"},
+      // Who has gone is removed at the end of the walk, who failed ends it, and those before wait for the next.
+      {".t+ ... +.. +..", nullptr, "abcB8 ac0 a8 c0"},
+      {"tt. ...", nullptr, "abcAB0 c0"},
+      {"t.x t.. ...", nullptr, "abcC-1 abA0 b0"},
+      {".+. ..x +.. +..", nullptr, "ab8 cC-1 a8 b0"},
+      {"+.. x.. ... .x. ..+ ..+", nullptr, "a8 bc0 bc0 bB-1 c8 ac8"},
+      {"+++ +++", "", "abc8 abc8"},
+      {"+p+ +++", "", "abcB-1 ac8", "abc8 abc8"},
+      {"tx+ +++", "", "abcAB-1 c8"},
+      {"t++ +++", "", "abcA8 bc8"},
+      {"xxx +++", "", "abcABC-1 8", "abcABC-1 0"},
+      {"+++ x++ +++", "cza", "ca8 caA-1 c8"},
+      {"+++", "z", "8", "0"},
+      {"x.. ...", "aa", "aaA-1 8", "aaA-1 0"}};
+   // clang-format on
+   for (auto const & row : rows)
+   {
+      EXPECT_EQ(Walk().run(row.script, false, row.targets), row.flat) << row.script;
+      EXPECT_EQ(Walk().run(row.script, true, row.targets), row.chain) << row.script;
+   }
+   // Sockets that share an endpoint take turns; from where the last reader was, reading goes on.
+   Walk walk;
+   walk.manager.socketList().emplace(keyOf('b', DtInetProtoUdp), &walk.sockets[0]);
+   EXPECT_EQ(walk.run(".+. +++ +++ ... +.. .+.", false), "ab8 a8 c8 abac0 a8 b8");
+   EXPECT_TRUE(walk.manager.removeConnection(&walk.sockets[1]));
+   EXPECT_EQ(walk.manager.peerSocket(keyOf('b')), &walk.sockets[0]);
+   EXPECT_EQ(walk.run("...", false), "ac0");
+   EXPECT_TRUE(walk.manager.removeConnection(keyOf('b')));
+   EXPECT_FALSE(walk.manager.removeConnection(keyOf('b')) || walk.manager.removeConnection(&walk.sockets[1]));
+   EXPECT_EQ(walk.run("...", false), "c0");
+}
+
+char theLetters[] = "abcdefgRX";
+
+// Write their data, a letter, and refuse if it is a capital.
+bool note(DtInetSocket *, void * letter)
+{
+   theLog += *static_cast<char const *>(letter);
+   return *static_cast<char const *>(letter) >= 'a';
+}
+bool noteToo(DtInetSocket * socket, void * letter)
+{
+   return note(socket, letter);
+}
+bool replace(DtInetSocket *, void * manager)
+{
+   auto & all = *static_cast<DtInetSocketMgr *>(manager);
+   return all.removeSocketRemovalCallback(note) && all.addSocketRemovalCallback(noteToo, theLetters, -1);
+}
+
+TEST(DtInetSocketMgr, RunsCallbacksByPriorityUntilOneRefuses)
+{
+   DtInetSocketMgr manager;
+   theLog.clear();
+   EXPECT_FALSE(manager.addSocketAdditionCallback(nullptr) || manager.removeSocketAdditionCallback(note));
+   for (auto const & [letter, priority] : {std::pair{2, -5}, {0, 4}, {4, 4}, {5, -1}, {1, 0}, {6, 5}})
+      manager.addSocketAdditionCallback(note, theLetters + letter, priority);
+   manager.addSocketRemovalCallback(note, theLetters + 7);
+   manager.addSocketRemovalCallback(replace, &manager);
+   std::unique_ptr<DtInetSocket> const made(manager.addConnection(loopback()));
+   EXPECT_EQ(theLog, "cbaefg");
+   // Callbacks may change callbacks.
+   for (char const * const expected : {"cbaefgRa", "cbaefgRaa"})
+   {
+      EXPECT_TRUE(manager.removeConnection(loopback()));
+      EXPECT_EQ(theLog, expected);
+      EXPECT_EQ(manager.addConnection(made.get()), made.get());
+   }
+   // The first with the function comes off, whatever its data. A socket that is refused is closed, and still
+   // there for who has kept its address.
+   EXPECT_TRUE(manager.removeSocketAdditionCallback(note, theLetters + 6));
+   static DtInetSocket * seen;
+   auto const keep = [](DtInetSocket * socket, void *) { return (seen = socket)->isOk(); };
+   manager.addSocketAdditionCallback(keep, nullptr, 1);
+   manager.addSocketAdditionCallback(note, theLetters + 8, 2);
+   theLog.clear();
+   EXPECT_EQ(manager.addConnection(loopback(10)), nullptr);
+   EXPECT_EQ(theLog, "bX");
+   EXPECT_EQ(seen->state(), DtInetSockClosed);
+   EXPECT_EQ(manager.socketList().size(), 1u);
+   EXPECT_EQ(manager.getLastError(), 0);
+}
+
+TEST(DtInetSocketMgr, TellsWhyAConnectionCannotBeAdded)
+{
+   DtInetEndpoint tcp = loopback(0, DtInetProtoTcp), udp = loopback(0);
+   DtInetSocketMgr tcpServer(tcp), udpServer(udp), client;
+   DtInetUdpSocket taken(loopback()), unopened(loopback(), 0, nullptr, DtInetSockFlagsDefault, false);
+   unsigned short const takenTcp = tcpServer.serverSocket()->localPort();
+   std::string const illegal = "Illegal attempt to add a connection from a ";
+   std::tuple<DtInetSocketMgr &, DtInetProtocol, unsigned short, bool, int, std::string> const rows[] = {
+      {udpServer, DtInetProtoTcp, 0, true, 10044, illegal + "UDP socket manager to a TCP endpoint."},
+      {tcpServer, DtInetProtoUdp, 0, true, 10044, illegal + "TCP socket manager to a UDP endpoint."},
+      {client, DtInetProtoTcp, 0, false, 0, "Failed to create TCP Socket"},
+      {client, DtInetProtoNone, 0, false, 0, "Failed to create UDP Socket"},
+      {tcpServer, DtInetProtoNone, takenTcp, true, 10048, "Failed to create TCP Socket"}};
+   for (auto const & [manager, protocol, localPort, openNow, error, text] : rows)
+   {
+      EXPECT_EQ(manager.addConnection(loopback(9, protocol), localPort, nullptr, openNow), nullptr);
+      EXPECT_EQ(manager.getLastError(), error) << text;
+      EXPECT_EQ(manager.getLastErrorString(), text);
+   }
+   EXPECT_EQ(client.addConnection(&unopened), nullptr);
+   EXPECT_EQ(client.getLastError(), 10022);
+   EXPECT_EQ(client.getLastErrorString(), "Socket not in proper state to add to the managed list");
+   client.clearError();
+   EXPECT_EQ(client.addConnection(&taken), &taken);
+   EXPECT_EQ(client.addConnection(&taken), nullptr);
+   EXPECT_EQ(client.getLastError(), 0);
+   EXPECT_EQ(client.socketList().size(), 1u);
+   EXPECT_EQ(client.getServerFlags(), 3267u);
+}
+
+TEST(DtInetSocketMgr, LendsItsUdpServerToPeersAndKeepsIt)
+{
+   LoopbackPeer one, two;
+   DtInetEndpoint any = loopback(0);
+   std::unique_ptr<DtInetSocket> own;
+   std::vector<DtInetEndpoint *> all;
+   theLog.clear();
+   {
+      DtInetSocketMgr manager(any);
+      manager.addSocketAdditionCallback(note, theLetters);
+      DtInetSocket * const server = manager.serverSocket();
+      for (LoopbackPeer const * peer : {&one, &two})
+         EXPECT_EQ(manager.addConnection(loopback(peer->port(), DtInetProtoNone)), server);
+      EXPECT_EQ(manager.sendTo(theLetters, 5, all), 5);
+      EXPECT_EQ(one.receive().value_or("") + two.receive().value_or(""), "abcdeabcde");
+      EXPECT_TRUE(manager.removeConnection(server) && server->isOk());
+      manager.addSocketRemovalCallback(note, theLetters + 7);
+      own.reset(manager.addConnection(loopback(one.port()), 0, nullptr, true, true));
+      EXPECT_EQ(own->state(), DtInetSockConnected);
+      EXPECT_EQ(manager.processConnections(), 0);
+   }
+   EXPECT_EQ(theLog, "aR");
+   EXPECT_TRUE(own->isOk());
+}
+
+bool destroy(DtInetSocket * socket, void * count)
+{
+   delete socket;
+   return ++*static_cast<int *>(count) < 0;
+}
+
+// A TCP server on loopback and clients of it, which destroy what they remove.
+struct Service
+{
+   explicit Service(unsigned short atPort = 0)
+      : endpoint(loopback(atPort, DtInetProtoTcp)), server(endpoint), port(server.serverSocket()->localPort())
+   {
+      server.addSocketRemovalCallback(destroy, &removed);
+      clients.addSocketRemovalCallback(destroy, &lost);
+   }
+
+   bool connectOne()
+   {
+      DtInetSocket * const client = clients.addConnection(loopback(port, DtInetProtoTcp));
+      return client != nullptr && client->connectToDestination();
+   }
+   bool accepts(int count)
+   {
+      return eventually([&] { return (count -= server.processConnections()) <= 0; });
+   }
+   DtInetSockRcvStatus readBy(DtInetSocketMgr & reader) { return reader.recvFrom(bytes, 8, from); }
+
+   int removed = 0, lost = 0;
+   DtInetEndpoint endpoint, from;
+   DtInetSocketMgr server;
+   // Without reuse, the system gives each a port on which no former connection fades.
+   DtInetSocketMgr clients{DtInetSockFlagsDefault & ~DtInetSockFlagReuseAddress};
+   unsigned short const port;
+   char bytes[8] = "message";
+   std::vector<DtInetEndpoint *> all;
+};
+
+struct OwnKind : DtInetTcpSocket
+{
+};
+
+template<class Socket>
+DtInetSocket * make(void *, DtInetSocketMgr *)
+{
+   return new Socket;
+}
+
+// Lets the process have so many descriptors, if the system does. Answers how many it had.
+rlim_t limitDescriptors(rlim_t count)
+{
+   rlimit limit;
+   getrlimit(RLIMIT_NOFILE, &limit);
+   rlim_t const before = std::exchange(limit.rlim_cur, std::min(count, limit.rlim_max));
+   setrlimit(RLIMIT_NOFILE, &limit);
+   return before;
+}
+
+int nextDescriptor()
+{
+   int const descriptor = dup(0);
+   close(descriptor);
+   return descriptor;
+}
+
+TEST(DtInetSocketMgr, AcceptsStreamsOfTheFactoryWhileThereAreDescriptors)
+{
+   Service service;
+   DtInetSocketMgr & server = service.server;
+   server.addSocketCreationCallback(make<DtInetUdpSocket>);
+   ASSERT_TRUE(service.connectOne());
+   EXPECT_EQ(server.processConnections(), 0);
+   server.addSocketCreationCallback(make<OwnKind>);
+   EXPECT_TRUE(service.accepts(1));
+   DtInetSocket * const accepted = server.socketList().begin()->second;
+   EXPECT_TRUE(dynamic_cast<OwnKind *>(accepted) != nullptr && accepted->isNonBlocking());
+   // One is ready by now, for which waiting costs one call and no memory.
+   SystemCallCount const calls;
+   AllocationCount const allocations;
+   EXPECT_EQ(server.processConnections(), 0);
+   EXPECT_EQ(allocations.here(), 0u);
+   EXPECT_TRUE(calls.here() == 1 || !SystemCallCount::whyNot().empty()) << calls.here();
+   server.addSocketCreationCallback(nullptr);
+   EXPECT_TRUE(service.connectOne() && service.accepts(1));
+   EXPECT_EQ(dynamic_cast<OwnKind *>(server.socketList().rbegin()->second) == nullptr,
+             server.socketList().begin()->second == accepted);
+   ASSERT_TRUE(service.connectOne());
+   rlim_t const before = limitDescriptors(static_cast<rlim_t>(nextDescriptor()));
+   EXPECT_EQ(server.processConnections(), 0);
+   limitDescriptors(before);
+   EXPECT_EQ(server.serverSocket()->getLastError(), 10024);
+   EXPECT_EQ(server.serverSocket()->state(), DtInetSockError);
+}
+
+TEST(DtInetSocketMgr, ServesAThousandConnections)
+{
+   constexpr int theCount = 1000;
+   Watchdog const watchdog;
+   limitDescriptors(2 * theCount + 200);
+   SKIP_BECAUSE(limitDescriptors(2 * theCount + 200) < 2 * theCount + 200 ? "too few descriptors" : "");
+   Service service;
+   DtInetSocketMgr & server = service.server;
+   theLog.clear();
+   server.addSocketAdditionCallback(note, theLetters + 7);
+   for (int i = 0; i < theCount; ++i)
+      ASSERT_TRUE(service.connectOne()) << i;
+   EXPECT_TRUE(service.accepts(theCount));
+   EXPECT_EQ(theLog, std::string(theCount, 'R'));
+   // All hear what is sent to all, and none is read twice before the others.
+   for (DtInetSocketMgr * const reader : {&service.clients, &server})
+   {
+      EXPECT_EQ((reader == &server ? service.clients : server).sendTo(service.bytes, 7, service.all), 7);
+      std::set<unsigned short> peers;
+      for (int i = 0; i < theCount; ++i)
+      {
+         ASSERT_TRUE(eventually([&] { return service.readBy(*reader) == 7; }));
+         peers.insert(service.from.port());
+      }
+      EXPECT_EQ(peers.size(), reader == &server ? theCount : 1u);
+   }
+   SystemCallCount const calls;
+   AllocationCount const allocations;
+   EXPECT_EQ(service.readBy(server), 0);
+   EXPECT_EQ(allocations.here(), 0u);
+   EXPECT_TRUE(calls.here() < 20 || !SystemCallCount::whyNot().empty()) << calls.here();
+   EXPECT_EQ(service.from, server.socketList().rbegin()->first);
+   for (int i = 0; i < theCount / 2; ++i)
+      ASSERT_TRUE(service.clients.removeConnection(service.clients.socketList().begin()->second));
+   EXPECT_TRUE(eventually([&] { return service.readBy(server) == 0 && service.removed == theCount / 2; }));
+   EXPECT_EQ(server.sendTo(service.bytes, 7, service.all), 7);
+   EXPECT_EQ(server.socketList().size(), theCount / 2u);
+}
+
+TEST(DtInetSocketMgr, OutlivesManyConnectionsAndRestarts)
+{
+   Watchdog const watchdog(3600);
+   char const * const wanted = std::getenv("MGR_CYCLES");
+   int const cycles = (wanted == nullptr ? 300 : std::atoi(wanted)) / 100;
+   int const descriptor = nextDescriptor();
+   unsigned short port = 0;
+   for (int restart = 0; restart < 100; ++restart)
+   {
+      Service service(port);
+      ASSERT_TRUE(service.server.serverSocket()->isOk()) << restart;
+      port = service.port;
+      for (int i = 0; i < cycles; ++i)
+      {
+         ASSERT_TRUE(service.connectOne() && service.accepts(1));
+         // The end that closes first keeps the port for a while.
+         DtInetSocketMgr & first = i % 16 == 1 ? service.clients : service.server;
+         DtInetSocketMgr & second = i % 16 == 1 ? service.server : service.clients;
+         ASSERT_TRUE(first.removeConnection(first.socketList().begin()->second));
+         ASSERT_TRUE(eventually([&] { return service.readBy(second) == 0 && second.socketList().empty(); }));
+      }
+      EXPECT_EQ(service.removed + service.lost, 2 * cycles);
+   }
+   EXPECT_EQ(nextDescriptor(), descriptor);
+}
+
+} // namespace
