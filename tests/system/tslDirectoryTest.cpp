@@ -5,10 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <fcntl.h>
 #include <pwd.h>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 
 namespace
@@ -63,16 +65,13 @@ TEST(Directory, MakesEveryLevelAndTellsWhetherItMadeOne)
 {
    TemporaryFolder const folder;
    folder.write("file", "");
-   struct
+   std::tuple<char const *, bool, bool> const rows[] = {
+      {"a/b//c/", true, true}, {"a/b/c", false, true},         {"a/d", true, true},
+      {"x\\y", true, true},    {"new/../file/z", true, false}, {"file/z", false, false}};
+   for (auto const & [path, made, there] : rows)
    {
-      char const * path;
-      bool made, there;
-   } const rows[] = {{"a/b//c/", true, true}, {"a/b/c", false, true},         {"a/d", true, true},
-                     {"x\\y", true, true},    {"new/../file/z", true, false}, {"file/z", false, false}};
-   for (auto const & row : rows)
-   {
-      EXPECT_EQ(DtMakeDirectory(nameOf(folder.path(row.path))), row.made) << row.path;
-      EXPECT_EQ(nameOf(folder.path(row.path)).exists(), row.there) << row.path;
+      EXPECT_EQ(DtMakeDirectory(nameOf(folder.path(path))), made) << path;
+      EXPECT_EQ(nameOf(folder.path(path)).exists(), there) << path;
    }
    EXPECT_FALSE(DtMakeDirectory(DtFilename()));
 }
@@ -86,10 +85,8 @@ TEST(Directory, DeletesFilesAndLeavesSubdirectories)
    ASSERT_EQ(symlink("sub", folder.path("d/link").c_str()), 0);
    EXPECT_FALSE(DtDeleteDirectory(directory));
    EXPECT_EQ(DtGetFileListFromDirectory(directory, "*"), (std::vector<DtFilename>{".", "..", "sub"}));
-   EXPECT_TRUE(DtDeleteDirectory(nameOf(folder.path("d/sub"))));
-   EXPECT_TRUE(DtDeleteDirectory(directory));
-   EXPECT_FALSE(DtDeleteDirectory(directory));
-   EXPECT_FALSE(DtDeleteDirectory(DtFilename()));
+   EXPECT_TRUE(DtDeleteDirectory(nameOf(folder.path("d/sub"))) && DtDeleteDirectory(directory));
+   EXPECT_FALSE(DtDeleteDirectory(directory) || DtDeleteDirectory(DtFilename()));
 }
 
 TEST(Directory, ListsWhatMatchesInOrder)
@@ -98,27 +95,24 @@ TEST(Directory, ListsWhatMatchesInOrder)
    for (char const * const file :
         {"b.txt", "a.txt", "B.txt", ".c", "[x]", "noext", "sub/inner.txt", "\xC3.bin"})
       folder.write(file, "");
-   struct
-   {
-      char const * pattern;
-      char const * names;
-   } const rows[] = {{"*", ". .. .c B.txt [x] a.txt b.txt noext sub \xC3.bin "},
-                     {"*.*", ". .. .c B.txt [x] a.txt b.txt noext sub \xC3.bin "},
-                     {"*.txt", "B.txt a.txt b.txt "},
-                     {"?.t*t", "B.txt a.txt b.txt "},
-                     {"[x]", "[x] "},
-                     {"*b*", "b.txt sub \xC3.bin "},
-                     {"n*o*t", "noext "},
-                     {"sub/*.txt", "inner.txt "},
-                     {"a.tx", ""},
-                     {"", ""},
-                     {"none/*", ""}};
-   for (auto const & row : rows)
+   std::pair<char const *, char const *> const rows[] = {
+      {"*", ". .. .c B.txt [x] a.txt b.txt noext sub \xC3.bin "},
+      {"*.*", ". .. .c B.txt [x] a.txt b.txt noext sub \xC3.bin "},
+      {"*.txt", "B.txt a.txt b.txt "},
+      {"?.t*t", "B.txt a.txt b.txt "},
+      {"[x]", "[x] "},
+      {"*b*", "b.txt sub \xC3.bin "},
+      {"n*o*t", "noext "},
+      {"sub/*.txt", "inner.txt "},
+      {"a.tx", ""},
+      {"", ""},
+      {"none/*", ""}};
+   for (auto const & [pattern, names] : rows)
    {
       std::string found;
-      for (DtFilename const & name : DtGetFileListFromDirectory(folder.path(), row.pattern))
+      for (DtFilename const & name : DtGetFileListFromDirectory(folder.path(), pattern))
          found += name.stdString() + " ";
-      EXPECT_EQ(found, row.names) << row.pattern;
+      EXPECT_EQ(found, names) << pattern;
    }
 }
 
@@ -128,25 +122,21 @@ TEST(Directory, SearchGivesTheFirstDirectoryThatHoldsTheFile)
    for (char const * const file : {"1/f", "2/f", "2/g", "3/f/g", "3/sub/h", "3/etc/passwd"})
       folder.write(file, "");
    std::string const one = folder.path("1"), two = folder.path("2"), three = folder.path("3");
-   struct
-   {
-      std::string file, list, found;
-   } const rows[] = {{"f", one + ":" + two, one},
-                     {"g", "::" + one + "::/no:" + two + ":", two},
-                     {"f", three + ":" + two, two},
-                     {"sub/h", three, three},
-                     {"etc/passwd", ":" + three, three},
-                     {"/g", two, two},
-                     {"f", one + ";" + two, ""},
-                     {"f", one + ":" + std::string(600, 'x'), one},
-                     {"f", std::string(511, 'x') + ":" + one, one}};
+   std::array<std::string, 3> const rows[] = {{"f", one + ":" + two, one},
+                                              {"g", "::" + one + "::/no:" + two + ":", two},
+                                              {"f", three + ":" + two, two},
+                                              {"sub/h", three, three},
+                                              {"etc/passwd", ":" + three, three},
+                                              {"/g", two, two},
+                                              {"f", one + ";" + two, ""},
+                                              {"f", one + ":" + std::string(600, 'x'), one},
+                                              {"f", std::string(511, 'x') + ":" + one, one}};
    std::string const before = std::getenv("PATH");
-   for (auto const & row : rows)
+   for (auto const & [file, list, found] : rows)
    {
-      EXPECT_EQ(DtSearchPathList(nameOf(row.file), row.list), row.found.c_str())
-         << row.file << " " << row.list;
-      setenv("PATH", row.list.c_str(), 1);
-      EXPECT_EQ(DtSearchPathList(nameOf(row.file), ""), row.found.c_str()) << row.file << " " << row.list;
+      EXPECT_EQ(DtSearchPathList(nameOf(file), list), found.c_str()) << file << " " << list;
+      setenv("PATH", list.c_str(), 1);
+      EXPECT_EQ(DtSearchPathList(nameOf(file), ""), found.c_str()) << file << " " << list;
    }
    setenv("PATH", "", 1);
    EXPECT_EQ(DtSearchPathList("f", ""), "");

@@ -12,9 +12,7 @@ namespace
 
 TEST(DtMutex, IsReleasedAfterAsManyUnlocksAsLocks)
 {
-   EXPECT_EQ(slotOf(&DtMutex::lock), 2u);
-   EXPECT_EQ(slotOf(&DtMutex::tryLock), 3u);
-   EXPECT_EQ(slotOf(&DtMutex::unlock), 4u);
+   EXPECT_TRUE(inSlotsFrom(2, &DtMutex::lock, &DtMutex::tryLock, &DtMutex::unlock));
    DtMutex mutex;
    mutex.lock();
    EXPECT_TRUE(mutex.tryLock());
@@ -38,18 +36,14 @@ TEST(DtScopedLock, LocksAndUnlocksOnceThroughTheSlots)
    {
       DtScopedLock guard(mutex, true);
       guard.lock();
-      EXPECT_TRUE(guard.locked());
-      EXPECT_EQ(static_cast<void const *>(guard), &guard);
+      EXPECT_TRUE(guard.locked() && static_cast<void const *>(guard) == &guard);
       guard.unlock();
       EXPECT_EQ(static_cast<void const *>(guard), nullptr);
-      DtScopedLock idle(mutex, false);
-      EXPECT_FALSE(idle.locked());
+      EXPECT_FALSE(DtScopedLock(mutex, false).locked());
    }
-   EXPECT_EQ(mutex.locks, 1);
-   EXPECT_EQ(mutex.unlocks, 1);
+   EXPECT_TRUE(mutex.locks == 1 && mutex.unlocks == 1);
    DtScopedLock(mutex, true).lock();
-   EXPECT_EQ(mutex.locks, 2);
-   EXPECT_EQ(mutex.unlocks, 2);
+   EXPECT_TRUE(mutex.locks == 2 && mutex.unlocks == 2);
 }
 
 /// Its data are two counts, of the beginnings and of the ends.
@@ -65,8 +59,7 @@ struct Sequence : DtScopedSequenceLock
 
 TEST(DtScopedSequenceLock, OnlyCopiesBeginAndAllEnd)
 {
-   int calls[2] = {};
-   int others[2] = {};
+   int calls[2] = {}, others[2] = {};
    {
       Sequence const original(calls, Sequence::begin, Sequence::end);
       EXPECT_EQ(calls[0], 0);
@@ -77,9 +70,7 @@ TEST(DtScopedSequenceLock, OnlyCopiesBeginAndAllEnd)
       static_cast<DtScopedSequenceLock &>(target) = source;
       DtScopedSequenceLock const withoutBegin(source);
    }
-   EXPECT_EQ(calls[0], 1);
-   EXPECT_EQ(calls[1], 2);
-   EXPECT_EQ(others[1], 3);
+   EXPECT_TRUE(calls[0] == 1 && calls[1] == 2 && others[1] == 3);
 }
 
 } // namespace

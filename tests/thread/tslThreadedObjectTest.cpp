@@ -8,7 +8,7 @@
 
 #include <boost/make_shared.hpp>
 #include <boost/weak_ptr.hpp>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <fstream>
@@ -57,47 +57,39 @@ protected:
    Watchdog const watchdog;
    boost::shared_ptr<Body> body{boost::make_shared<Body>()};
    DtThreadedObject object{body};
-   DtClock const clock;
 };
 
-/// The message and the place, cut to the length of what is wanted, of the exception that `action` throws.
-template<class Exception, class Action>
-std::string thrownBy(Action action, std::string const & wanted)
+/// An exception of this class that tells a text, and a place that begins so.
+template<class Exception>
+auto throwsWith(char const * text, char const * place = "")
 {
-   try
-   {
-      action();
-      return "nothing";
-   }
-   catch (Exception const & exception)
-   {
-      return (exception.what().stdString() + " at " + exception.where().string()).substr(0, wanted.size());
-   }
+   auto const told = [](Exception const & thrown)
+   { return thrown.what().stdString() + " at " + thrown.where().stdString(); };
+   return testing::Throws<Exception>(
+      testing::ResultOf(told, testing::StartsWith(std::string(text) + " at " + place)));
 }
-
-#define EXPECT_THROWN(Exception, action, text) EXPECT_EQ(thrownBy<Exception>([&] { action; }, text), text)
 
 TEST_F(ThreadKit, ThrowsOnMisuse)
 {
    DtThreadedObject empty;
    empty.join();
-   EXPECT_THROWN(DtInvalidInput, empty.start(),
-                 "DtInvalidInput: Runnable pointer may not be null. at void DtThreadedObject::start() "
-                 "[tslThreadedObject.cpp:");
-   EXPECT_THROWN(DtThreadNotStarted, empty.stop(true),
-                 "DtThreadNotStarted: Thread must be started to be stopped. at ");
-   EXPECT_THROWN(DtInvalidInput, empty.setRunnableObject(nullptr),
-                 "DtInvalidInput: Input may not be null. at ");
+   EXPECT_THAT([&] { empty.start(); },
+               throwsWith<DtInvalidInput>("DtInvalidInput: Runnable pointer may not be null.",
+                                          "void DtThreadedObject::start() [tslThreadedObject.cpp:"));
+   EXPECT_THAT([&] { empty.stop(true); },
+               throwsWith<DtThreadNotStarted>("DtThreadNotStarted: Thread must be started to be stopped."));
+   EXPECT_THAT([&] { empty.setRunnableObject(nullptr); },
+               throwsWith<DtInvalidInput>("DtInvalidInput: Input may not be null."));
    empty.setRunnableObject(body);
    EXPECT_EQ(empty.runnableObject(), body);
    object.start();
-   EXPECT_THROWN(DtThreadAlreadyRunning, object.start(),
-                 "DtThreadAlreadyRunning: Thread already running. at ");
-   EXPECT_THROWN(DtThreadAlreadyRunning, object.setRunnableObject(nullptr),
-                 "DtThreadAlreadyRunning: Thread already running. at ");
+   auto const isRunning =
+      throwsWith<DtThreadAlreadyRunning>("DtThreadAlreadyRunning: Thread already running.");
+   EXPECT_THAT([&] { object.start(); }, isRunning);
+   EXPECT_THAT([&] { object.setRunnableObject(nullptr); }, isRunning);
    object.stop(true);
    EXPECT_EQ(body->active, 0);
-   EXPECT_THROWN(DtThreadNotStarted, object.stop(false), "DtThreadNotStarted: ");
+   EXPECT_THROW(object.stop(false), DtThreadNotStarted);
 }
 
 TEST_F(ThreadKit, CountsAsRunningUntilStopOrJoin)
@@ -107,11 +99,10 @@ TEST_F(ThreadKit, CountsAsRunningUntilStopOrJoin)
    EXPECT_TRUE(eventually([&] { return body->runs == 1 && body->active == 0; }));
    EXPECT_TRUE(object.running());
    EXPECT_THROW(object.start(), DtThreadAlreadyRunning);
-   double const begin = clock.elapsedRealTime();
+   DtClock const clock;
    object.join();
-   EXPECT_GT(clock.elapsedRealTime() - begin, 0.0999);
-   EXPECT_FALSE(object.running());
-   EXPECT_EQ(body->hooks, 0);
+   EXPECT_GT(clock.elapsedRealTime(), 0.0999);
+   EXPECT_TRUE(!object.running() && body->hooks == 0);
    body->released = false;
    object.start();
    EXPECT_EQ(body->hooks, 1);
@@ -119,8 +110,7 @@ TEST_F(ThreadKit, CountsAsRunningUntilStopOrJoin)
    DtSleep(0.05);
    object.stop(true);
    joiner.join();
-   EXPECT_FALSE(object.running());
-   EXPECT_EQ(body->hooks, 2);
+   EXPECT_TRUE(!object.running() && body->hooks == 2);
 }
 
 TEST_F(ThreadKit, WaitsForTheOldThreadBeforeItMakesTheNext)
@@ -132,8 +122,7 @@ TEST_F(ThreadKit, WaitsForTheOldThreadBeforeItMakesTheNext)
       object.stop(false);
       object.stop(true);
    }
-   EXPECT_FALSE(body->sideBySide);
-   EXPECT_EQ(body->hooks, 3);
+   EXPECT_TRUE(!body->sideBySide && body->hooks == 3);
    EXPECT_EQ(body->hookThread, DtThread::GetCurrentThreadHandle());
 }
 
@@ -154,8 +143,7 @@ TEST_F(ThreadKit, KeepsTheRunnableUntilItsBodyHasReturned)
    object.stop(false);
    object.setRunnableObject(boost::make_shared<Body>());
    body.reset();
-   EXPECT_EQ(plain->hooks, 2);
-   EXPECT_FALSE(seen.expired());
+   EXPECT_TRUE(plain->hooks == 2 && !seen.expired());
    plain->released = true;
    object.start();
    EXPECT_TRUE(eventually([&] { return seen.expired(); }));
@@ -212,8 +200,7 @@ TEST_F(ThreadKit, RunsAFunctionThatSeesTheFlagOnly)
    EXPECT_TRUE(eventually([&] { return thread.isRunning() && number != 0; }));
    EXPECT_NE(number, DtThread::GetCurrentThreadHandle());
    thread.stop(false);
-   EXPECT_EQ(thread.join(), DtThreadSuccess);
-   EXPECT_TRUE(thread.hasStarted() && !thread.isRunning());
+   EXPECT_TRUE(thread.join() == DtThreadSuccess && thread.hasStarted() && !thread.isRunning());
    thread.stop(true);
    EXPECT_EQ(thread.threadId(), nullptr);
 }
@@ -231,8 +218,7 @@ TEST_F(ThreadKit, StopsNothingThatRunsOnTheCallersThread)
    } within;
    EXPECT_TRUE(within.thread.stopped());
    EXPECT_EQ(within.thread.startInCurrentThread(), DtThreadSuccess);
-   EXPECT_FALSE(within.thread.isRunning());
-   EXPECT_EQ(within.hooks, 0);
+   EXPECT_TRUE(!within.thread.isRunning() && within.hooks == 0);
 }
 
 TEST_F(ThreadKit, JoinEndsWithAThreadThatHasEndedOnly)
@@ -269,8 +255,7 @@ TEST_F(ThreadKit, OutlivesBothBodiesOfASecondStart)
       thread.start();
       EXPECT_TRUE(eventually([&] { return twice.entered == 2 && !thread.isRunning(); }));
    }
-   EXPECT_TRUE(twice.left);
-   EXPECT_EQ(twice.hooks, 1);
+   EXPECT_TRUE(twice.left && twice.hooks == 1);
 }
 
 TEST_F(ThreadKit, TellsOfARefusalByStatusOnly)
@@ -295,9 +280,7 @@ TEST_F(ThreadKit, TellsOfARefusalByStatusOnly)
 
 TEST(ThreadKitSlots, StandInOrder)
 {
-   EXPECT_EQ(slotOf(&DtRunnable::run), 2u);
-   EXPECT_EQ(slotOf(&DtRunnable::stop), 3u);
-   EXPECT_EQ(slotOf(&DtThread::start), 2u);
+   EXPECT_TRUE(inSlotsFrom(2, &DtRunnable::run, &DtRunnable::stop) && inSlotsFrom(2, &DtThread::start));
 }
 
 } // namespace

@@ -6,19 +6,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <pthread.h>
 #include <thread>
-#include <vector>
 
 namespace
 {
 
-constexpr double wait = 0.2;
-constexpr double wellUnder = 0.1;
+constexpr double wait = 0.2, wellUnder = 0.1;
 
 /// The wall clock, cut to whole milliseconds.
 double wallSeconds()
@@ -29,13 +28,11 @@ double wallSeconds()
 
 TEST(DtClock, SlotOrder)
 {
-   EXPECT_EQ((std::vector<std::size_t>{
-                slotOf(&DtClock::init), slotOf(&DtClock::simTime), slotOf(&DtClock::setSimTime),
-                slotOf(&DtClock::isSimTimeSet), slotOf(&DtClock::elapsedRealTime),
-                slotOf(&DtClock::approximateElapsedRealTime), slotOf(&DtClock::useSimTimeForApproxRealTime),
-                slotOf(&DtClock::setUseSimTimeForApproxRealTime),
-                slotOf(&DtClock::clearUseSimTimeForApproxRealTime), slotOf(&DtClock::absRealTime)}),
-             (std::vector<std::size_t>{2, 3, 4, 5, 6, 7, 8, 9, 10, 11}));
+   typedef DtClock C;
+   EXPECT_TRUE(inSlotsFrom(2, &C::init, &C::simTime, &C::setSimTime, &C::isSimTimeSet, &C::elapsedRealTime,
+                           &C::approximateElapsedRealTime, &C::useSimTimeForApproxRealTime,
+                           &C::setUseSimTimeForApproxRealTime, &C::clearUseSimTimeForApproxRealTime,
+                           &C::absRealTime));
 }
 
 TEST(DtClock, RefreshesTheApproximateTimeBySetSimTimeOnly)
@@ -45,8 +42,7 @@ TEST(DtClock, RefreshesTheApproximateTimeBySetSimTimeOnly)
    EXPECT_LT(std::fabs(clock.approximateElapsedRealTime()), wellUnder);
    clock.setSimTime(500.0);
    double const approximate = clock.approximateElapsedRealTime();
-   EXPECT_GT(approximate, wellUnder);
-   EXPECT_LE(approximate, clock.elapsedRealTime());
+   EXPECT_TRUE(approximate > wellUnder && approximate <= clock.elapsedRealTime()) << approximate;
    clock.setUseSimTimeForApproxRealTime();
    EXPECT_EQ(clock.approximateElapsedRealTime(), approximate);
    clock.setSimTime(500.0);
@@ -70,8 +66,7 @@ TEST(DtClock, StartsAgainByInit)
    double const before = clock.absRealTime();
    clock.init();
    EXPECT_EQ(clock.noted, 0.0);
-   EXPECT_LT(clock.elapsedRealTime(), wellUnder);
-   EXPECT_LT(clock.approximateElapsedRealTime(), wellUnder);
+   EXPECT_LT(std::max(clock.elapsedRealTime(), clock.approximateElapsedRealTime()), wellUnder);
    EXPECT_NEAR(clock.absRealTime(), before, wellUnder);
    CapturedStream captured;
    EXPECT_FALSE(clock.isSimTimeSet());
@@ -91,10 +86,8 @@ TEST(DtClock, ReadsTheWallClockInMillisecondsWithoutTheCounter)
    clock.setUsePerfCounter(false);
    for (int i = 0; i < 20; ++i)
    {
-      double const before = wallSeconds();
-      double const wall = clock.absRealTime();
-      EXPECT_GE(wall, before);
-      EXPECT_LE(wall, wallSeconds());
+      double const before = wallSeconds(), wall = clock.absRealTime();
+      EXPECT_TRUE(wall >= before && wall <= wallSeconds()) << wall - before;
       DtSleep(0.001);
    }
 }
@@ -115,8 +108,7 @@ TEST(DtTimeInit, GivesTheFunctionsTheirClockOnce)
    EXPECT_NE(captured.text(), "");
    clock->setUseSimTimeForApproxRealTime();
    DtSetSimTime(3.0);
-   EXPECT_EQ(DtGetSimTime(), 3.0);
-   EXPECT_EQ(DtGetApproximateElapsedRealTime(), 3.0);
+   EXPECT_TRUE(DtGetSimTime() == 3.0 && DtGetApproximateElapsedRealTime() == 3.0);
    EXPECT_GT(DtGetElapsedRealTime(), 0.0);
 }
 

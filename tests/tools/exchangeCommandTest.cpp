@@ -39,8 +39,7 @@ TEST(TslExchange, TellsTheSameInTableAndJsonAndKeepsToTheRate)
 {
    json const report = Program::report("exchange", "--loop 3 " + recording("coupled-turn"));
    EXPECT_EQ(json({report["out"], report["loops"], report["whole"]}), json({945, 3, true}));
-   EXPECT_GT(report["coupled"], 0);
-   EXPECT_GT(report["pdusPerSecond"], 0.0);
+   EXPECT_TRUE(report["coupled"] > 0 && report["pdusPerSecond"] > 0.0) << report;
    EXPECT_LE(report["latencyMicroseconds"]["p50"], report["latencyMicroseconds"]["p99"]);
    EXPECT_EQ(report["datagramsSaved"].get<int>() + report["datagrams"].get<int>(), 945);
    int out = 0;
@@ -81,31 +80,28 @@ TEST(TslExchange, RefusesWhatCannotBeCarriedOutWithAWordOfHelp)
       EXPECT_THAT(run.err, HasSubstr(told)) << arguments;
    }
    Program const help("exchange --help");
-   EXPECT_EQ(help.code, 0);
-   EXPECT_THAT(help.out, HasSubstr("Example"));
+   EXPECT_TRUE(help.code == 0 && help.out.find("Example") != std::string::npos) << help.out;
 }
 
-TEST(TslExchange, CrossesInterfacesAndGroupsAndGivesUpOnStrangers)
+using TslExchangeInNetwork = InNetwork;
+
+TEST_F(TslExchangeInNetwork, CrossesInterfacesAndGroupsAndGivesUpOnStrangers)
 {
-   SKIP_BECAUSE(NetworkNamespace::whyNot());
-   NetworkNamespace near, far;
-   NetworkNamespace::connect(near, "eth0", far, "eth0");
-   near.addAddress("eth0", "10.1.0.1/24");
-   near.addAddress("eth0", "fd01::1/64");
+   NetworkNamespace const far;
+   NetworkNamespace::connect(*network, "eth0", far, "eth0");
+   network->addAddress("eth0", "10.1.0.1/24");
+   network->addAddress("eth0", "fd01::1/64");
    far.addAddress("eth0", "10.1.0.2/24");
-   NetworkNamespace::Inside inside(near);
    std::string const file = recording("bundles-s1");
    for (char const * arguments : {"--device eth0 ", "--device 10.1.0.1 --suppress ", "--to 10.1.0.1:3000 ",
                                   "--to [fd01::1]:3000 ", "--to 10.1.0.255:3000 --device eth0 "})
       Program::report("exchange", arguments + file);
    json const own = Program::report("exchange", "--to 239.1.2.3:3000 --device eth0 --suppress " + file);
-   EXPECT_EQ(own["ownDropped"], own["datagrams"]);
-   EXPECT_EQ(own["ownHeard"], 0);
+   EXPECT_EQ(json({own["ownDropped"], own["ownHeard"]}), json({own["datagrams"], 0}));
    json const lost = Program::report("exchange", "--to 10.1.0.2:3000 " + recording("samples"), 1);
    EXPECT_EQ(json({lost["lost"], lost["back"]}), json({15, 0}));
    Program const unknown("exchange --to no-such-host:3000 " + file);
-   EXPECT_EQ(unknown.code, 2) << unknown.out;
-   EXPECT_THAT(unknown.err, HasSubstr("no-such-host"));
+   EXPECT_TRUE(unknown.code == 2 && unknown.err.find("no-such-host") != std::string::npos) << unknown.err;
 }
 
 } // namespace

@@ -10,10 +10,8 @@ namespace
 
 Pdu pdu(int kind, std::size_t size, char content, int status = 0)
 {
-   Pdu made{std::vector<char>(size, content)};
-   made.bytes[0] = 7;
-   made.bytes[1] = 5;
-   made.bytes[2] = static_cast<char>(kind);
+   Pdu made{{7, 5, static_cast<char>(kind)}};
+   made.bytes.resize(size, content);
    made.bytes[10] = static_cast<char>(status);
    return made;
 }
@@ -51,16 +49,14 @@ TEST(ExchangeLedger, SettlesWhatComesBackInOrder)
 TEST(ExchangeLedger, RefusesAWrongByteAndSizeAndCountsWhatOvertakesAndIsLost)
 {
    Entered ledger({pdu(1, 40, 'a'), pdu(1, 40, 'b'), pdu(1, 40, 'c')});
-   std::vector<char> wrong = ledger.all[1].bytes;
-   wrong.back() = 'x';
-   EXPECT_FALSE(ledger.receive(wrong));
-   wrong.back() = 'b';
-   wrong.push_back(0);
-   EXPECT_FALSE(ledger.receive(wrong));
-   wrong.resize(39);
-   EXPECT_FALSE(ledger.receive(wrong));
-   EXPECT_TRUE(ledger.receive(ledger.all[1].bytes));
-   EXPECT_FALSE(ledger.receive(ledger.all[1].bytes));
+   for (auto const & [size, last] : {std::pair(40u, 'x'), {39u, 'b'}, {41u, '\0'}})
+   {
+      std::vector<char> wrong = ledger.all[1].bytes;
+      wrong.resize(size);
+      wrong.back() = last;
+      EXPECT_FALSE(ledger.receive(wrong)) << size;
+   }
+   EXPECT_TRUE(ledger.receive(ledger.all[1].bytes) && !ledger.receive(ledger.all[1].bytes));
    EXPECT_TRUE(ledger.receive(ledger.all[0].bytes));
    ledger.abandonOutstanding();
    EXPECT_FALSE(ledger.receive(ledger.all[2].bytes));

@@ -59,22 +59,22 @@ TEST(Pdu, RecordingsHoldThoseOfTheirManifests)
 TEST(SplitRow, TakesRowsAndRefusesWhatIsNone)
 {
    auto const zeros = [](std::size_t count) { return std::string(count, 0); };
-   for (auto const & [what, datagram, sizes] :
-        std::vector<std::tuple<char const *, std::string, std::string>>{
-           {"empty", "", ""},
-           {"runt", zeros(11), ""},
-           {"length 0", zeros(40), ""},
-           {"length below a header", pdu(6, 1, 40, 0, 11), ""},
-           {"length beyond the end", pdu(6, 1, 40, 0, 41), ""},
-           {"second is none", pdu(6, 1, 32) + zeros(32), ""},
-           {"single", pdu(6, 1, 33), "33 "},
-           {"version 6 without fill", pdu(6, 1, 33) + pdu(6, 2, 40), "33 40 "},
-           {"version 6 with fill", pdu(6, 1, 33) + zeros(7) + pdu(6, 2, 40), ""},
-           {"version 7 with fill", pdu(7, 1, 33) + zeros(7) + pdu(7, 2, 40), "33 40 "},
-           {"version 7 without fill", pdu(7, 1, 33) + pdu(7, 2, 40), ""},
-           {"fill behind the last", pdu(7, 1, 33) + zeros(7), "33 "},
-           {"padding behind the last", pdu(7, 1, 32) + zeros(11), "32 "},
-           {"a header's room behind the last", pdu(7, 1, 32) + zeros(12), ""}})
+   std::tuple<char const *, std::string, std::string> const rows[] = {
+      {"empty", "", ""},
+      {"runt", zeros(11), ""},
+      {"length 0", zeros(40), ""},
+      {"length below a header", pdu(6, 1, 40, 0, 11), ""},
+      {"length beyond the end", pdu(6, 1, 40, 0, 41), ""},
+      {"second is none", pdu(6, 1, 32) + zeros(32), ""},
+      {"single", pdu(6, 1, 33), "33 "},
+      {"version 6 without fill", pdu(6, 1, 33) + pdu(6, 2, 40), "33 40 "},
+      {"version 6 with fill", pdu(6, 1, 33) + zeros(7) + pdu(6, 2, 40), ""},
+      {"version 7 with fill", pdu(7, 1, 33) + zeros(7) + pdu(7, 2, 40), "33 40 "},
+      {"version 7 without fill", pdu(7, 1, 33) + pdu(7, 2, 40), ""},
+      {"fill behind the last", pdu(7, 1, 33) + zeros(7), "33 "},
+      {"padding behind the last", pdu(7, 1, 32) + zeros(11), "32 "},
+      {"a header's room behind the last", pdu(7, 1, 32) + zeros(12), ""}};
+   for (auto const & [what, datagram, sizes] : rows)
    {
       std::vector<Pdu> row = {made(pdu(6, 9, 12))};
       EXPECT_EQ(splitRow(made(datagram).bytes, row), !sizes.empty()) << what;
