@@ -68,19 +68,24 @@ std::string causeOf(CrashDump const & dump)
    return dump.code <= 0 ? "raised by a process" : "";
 }
 
-/// The place to look at first: the innermost with a line, for the system's own functions seldom have one;
-/// else the innermost function of all. Null if none is known.
+/// Whether the code came with the system: what called it is more telling.
+bool isOfSystem(CrashFrame const & frame)
+{
+   return frame.module.rfind("/lib", 0) == 0 || frame.module.rfind("/usr/lib", 0) == 0;
+}
+
+/// The place to look at first: the innermost function that did not come with the system; else the innermost
+/// of all. Null if none is known.
 CrashPlace const * crashPlace(CrashDump const & dump)
 {
    CrashPlace const * result = nullptr;
    for (CrashFrame const & frame : dump.frames)
    {
-      for (CrashPlace const & place : frame.places)
-      {
-         if (!place.source.empty())
-            return &place;
-         result = result != nullptr ? result : &place;
-      }
+      if (frame.places.empty())
+         continue;
+      if (!isOfSystem(frame))
+         return &frame.places.front();
+      result = result != nullptr ? result : &frame.places.front();
    }
    return result;
 }
