@@ -282,7 +282,7 @@ TYPED_TEST(DtDisSocketQueue, TakesNoMemoryOnceItHasSettled)
       std::size_t const before = allocationsOfThisThread();
       for (int i = 0; i <= 10; ++i)
          ASSERT_EQ(road.dis.recvFrom(data.data(), data.size(), from), i < 10 ? 144 : 0);
-      EXPECT_EQ(allocationsOfThisThread() == before, turn > 0) << turn;
+      EXPECT_TRUE(turn < 2 || allocationsOfThisThread() == before) << turn;
    }
 }
 

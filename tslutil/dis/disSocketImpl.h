@@ -84,6 +84,7 @@ struct DtDisSocketImpl
 
    std::unique_ptr<tsl::FlatChain> flatSend;
    std::unique_ptr<tsl::FlatChain> flatReceive;
+   std::unique_ptr<tsl::FlatChain> flatQueued;
    std::unique_ptr<DtInetSockChain> bundleChain;
 
    bool hasOpenSendSocket() const { return sendSide != nullptr && sendSide->socket.isOpen(); }

@@ -28,7 +28,7 @@ public:
    void push(DtInetEndpoint const & from);
 
    /// The PDU to deliver next, and where it came from. There must be one.
-   std::vector<char> const & front() const { return entries[served].bytes; }
+   std::vector<char> & front() { return entries[served].bytes; }
    DtInetEndpoint const & frontSource() const { return entries[served].source->endpoint; }
    void pop();
 

@@ -31,6 +31,7 @@ void DtDisSocketImpl::shrink()
    pendingPdus.shrink();
    flatSend.reset();
    flatReceive.reset();
+   flatQueued.reset();
    bundleChain.reset();
 }
 

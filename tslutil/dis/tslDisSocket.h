@@ -230,6 +230,8 @@ private:
    DtInetSockFlushStatus sendBundle(tsl::Bundle & bundle);
    bool joinsBundle(char const * data, std::size_t size, DtInetEndpoint & to, unsigned long flags);
    bool hasOwnReceiveOnly();
+   DtInetSockRcvStatus judge(int count, int status, DtInetSockChain & chain, DtInetEndpoint & from);
+   DtInetSockRcvStatus serveQueued(char * data, std::size_t size, DtInetEndpoint & from);
    DtInetSockRcvStatus receiveDirectly(DtInetSockChain & chain, DtInetEndpoint & from);
 
    std::unique_ptr<DtDisSocketImpl> const myImpl;

@@ -105,7 +105,19 @@ bool DtDisSocket::hasOwnReceiveOnly()
           typeid(*this) == typeid(DtDisSocket);
 }
 
-/// Receives as recvToChainFrom() does with this class's own callbacks, without the way through their tables.
+/// Runs this class's own post-receive callbacks, without the way through their table.
+DtInetSockRcvStatus DtDisSocket::judge(int count, int status, DtInetSockChain & chain, DtInetEndpoint & from)
+{
+   auto const judgeBy = [&](int result) { count = result != 0 ? result : status; };
+   judgeBy(DtDisSocket::minSizeFilter(count, chain, from, &status));
+   if (myImpl->sendSide != nullptr)
+      judgeBy(DtDisSocket::suppressSelfReflect(count, chain, from, &status));
+   judgeBy(DtDisSocket::unbundle(count, chain, from, &status));
+   judgeBy(DtDisSocket::filterExercisePdus(count, chain, from, &status));
+   return DtInetSockRcvStatus(count);
+}
+
+/// Receives as recvToChainFrom() does with this class's own callbacks.
 DtInetSockRcvStatus DtDisSocket::receiveDirectly(DtInetSockChain & chain, DtInetEndpoint & from)
 {
    int status = DtInetSockRcvNothing;
@@ -114,23 +126,41 @@ DtInetSockRcvStatus DtDisSocket::receiveDirectly(DtInetSockChain & chain, DtInet
       countReceived(count);
    else
       count = DtInetUdpSocket::recvToChainFrom(chain, from, theSkipAll);
-   auto const judge = [&](int result) { count = result != 0 ? result : status; };
-   judge(DtDisSocket::minSizeFilter(count, chain, from, &status));
-   if (myImpl->sendSide != nullptr)
-      judge(DtDisSocket::suppressSelfReflect(count, chain, from, &status));
-   judge(DtDisSocket::unbundle(count, chain, from, &status));
-   judge(DtDisSocket::filterExercisePdus(count, chain, from, &status));
-   return DtInetSockRcvStatus(count);
+   return judge(count, status, chain, from);
+}
+
+/// Serves a queued PDU that fits, from its own buffer: a whole header says all that the zeros behind the PDU
+/// would say in a larger one.
+DtInetSockRcvStatus DtDisSocket::serveQueued(char * data, std::size_t size, DtInetEndpoint & from)
+{
+   tsl::Loan<tsl::FlatChain> pdu(myImpl->flatQueued);
+   {
+      DtScopedLock guard(myImpl->lock, myLockNeeded);
+      pdu->bytes.swap(myImpl->pendingPdus.front());
+      from = myImpl->pendingPdus.frontSource();
+      myImpl->pendingPdus.pop();
+   }
+   pdu->chain.assign(1, &pdu->bytes);
+   int const count = static_cast<int>(pdu->bytes.size());
+   countReceived(count);
+   DtInetSockRcvStatus const result = judge(count, DtInetSockRcvFromQueue, pdu->chain, from);
+   std::size_t const wanted = result > 0 ? std::min(size, static_cast<std::size_t>(result)) : 0;
+   std::size_t const copied = std::min(wanted, pdu->bytes.size());
+   std::copy_n(pdu->bytes.begin(), copied, data);
+   std::fill_n(data + copied, wanted - copied, '\0');
+   return result;
 }
 
 DtInetSockRcvStatus DtDisSocket::recvFrom(char * data, std::size_t size, DtInetEndpoint & from,
                                           unsigned long flags)
 {
+   tsl::PduQueue & queue = myImpl->pendingPdus;
+   std::size_t const queuedSize = queue.empty() ? 0 : queue.front().size();
+   bool const isOwn = hasOwnReceiveOnly();
+   if (isOwn && (flags & theSkipAll) == 0 && queuedSize <= size && queuedSize >= sizeof(DtDisSocketPduHeader))
+      return serveQueued(data, size, from);
    tsl::Loan<tsl::FlatChain> flat(myImpl->flatReceive);
    flat->clear(size);
-   tsl::PduQueue const & queue = myImpl->pendingPdus;
-   bool const isQueuedTooLarge = !queue.empty() && queue.front().size() > size;
-   bool const isOwn = hasOwnReceiveOnly();
    std::uint64_t const before = myTotalBytesReceived;
    DtInetSockRcvStatus const result = isOwn && (flags & theSkipAll) == 0
                                          ? receiveDirectly(flat->chain, from)
@@ -142,7 +172,7 @@ DtInetSockRcvStatus DtDisSocket::recvFrom(char * data, std::size_t size, DtInetE
    std::uint64_t const counted = myTotalBytesReceived - before;
    bool const isNothing = counted == 0 && result == DtInetSockRcvNothing &&
                           (myNonBlocking || (myFlags & DtInetSockFlagAsyncReceive) != 0);
-   if (isOwn && !isQueuedTooLarge && (isNothing || (counted > 0 && counted <= size)))
+   if (isOwn && queuedSize <= size && (isNothing || (counted > 0 && counted <= size)))
       flat->dirty = static_cast<std::size_t>(counted);
    return result;
 }

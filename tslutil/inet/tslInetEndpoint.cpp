@@ -6,6 +6,7 @@
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/platform/lookup.h"
 
+#include <cstring>
 #include <new>
 #include <vector>
 
@@ -92,7 +93,7 @@ DtInetEndpoint::DtInetEndpoint(DtInetEndpoint const & other)
 
 DtInetEndpoint & DtInetEndpoint::operator=(DtInetEndpoint const & other)
 {
-   if (this == &other)
+   if (this == &other || isSameSender(other))
       return *this;
    copyEndpoints(other);
    isSender = other.isSender && !hasTcpEndpoint;
@@ -104,6 +105,13 @@ DtInetEndpoint & DtInetEndpoint::operator=(DtInetEndpoint const & other)
 }
 
 DtInetEndpoint::~DtInetEndpoint() = default;
+
+// Bundles tell the same sender time and again.
+bool DtInetEndpoint::isSameSender(DtInetEndpoint const & other) const
+{
+   return isSender && other.isSender &&
+          std::memcmp(myUdpEndpoint, other.myUdpEndpoint, stored<udp::endpoint>(myUdpEndpoint).size()) == 0;
+}
 
 // An endpoint that only the target has stays, on purpose.
 void DtInetEndpoint::copyEndpoints(DtInetEndpoint const & other)

@@ -101,6 +101,7 @@ protected:
 private:
    friend struct tsl::EndpointAccess;
 
+   bool isSameSender(DtInetEndpoint const & other) const;
    void copyEndpoints(DtInetEndpoint const & other);
    bool takeDevice(DtString const & text, DtInetUtils::DtInetAddrFamily family);
    void takeHost(DtString const & text, DtString const & host, DtInetUtils::DtInetAddrFamily family);
