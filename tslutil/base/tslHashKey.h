@@ -48,14 +48,20 @@ protected:
 
 public:
    // Keys come and go often: a thread uses the memory of those that it deleted again.
+   /// Takes a key that this thread has deleted, or memory.
    static void * operator new(std::size_t size);
+   /// Keeps the memory for this thread to use again.
    static void operator delete(void * memory, std::size_t size) noexcept;
+   /// In a place that is there.
    static void * operator new(std::size_t, void * place) noexcept { return place; }
+   /// Nothing: the place is the caller's.
    static void operator delete(void *, void *) noexcept {}
 
 protected:
    DtBaseHashKey() : isHashed(false), hash(0) {}
+   /// A copy, with the hash if there is one.
    DtBaseHashKey(DtBaseHashKey const & other) = default;
+   /// The same.
    DtBaseHashKey & operator=(DtBaseHashKey const & other) = default;
 
 private:
@@ -80,7 +86,9 @@ class TSLUTIL_EXPORT DtIntHashKey : public DtBaseHashKey
 public:
    /// Takes the low 32 bits of the number.
    DtIntHashKey(unsigned long number);
+   /// A copy, with the hash if there is one.
    DtIntHashKey(DtIntHashKey const & other);
+   /// The same.
    DtIntHashKey & operator=(DtIntHashKey const & other);
 
    // Virtual operations, in slot order.
@@ -108,8 +116,11 @@ private:
 class TSLUTIL_EXPORT DtPtrHashKey : public DtBaseHashKey
 {
 public:
+   /// Stands for an address.
    DtPtrHashKey(void * address);
+   /// A copy, with the hash if there is one.
    DtPtrHashKey(DtPtrHashKey const & other);
+   /// The same.
    DtPtrHashKey & operator=(DtPtrHashKey const & other);
 
    // Virtual operations, in slot order.
@@ -137,10 +148,13 @@ class TSLUTIL_EXPORT DtStringHashKey : public DtBaseHashKey
 {
 public:
    DtStringHashKey();
+   /// Copies the text.
    DtStringHashKey(DtString const & text);
    /// Null gives empty text.
    DtStringHashKey(char const * text);
+   /// A copy, with the hash if there is one.
    DtStringHashKey(DtStringHashKey const & other);
+   /// The same.
    DtStringHashKey & operator=(DtStringHashKey const & other);
 
    // Virtual operations, in slot order.
@@ -170,10 +184,13 @@ class TSLUTIL_EXPORT DtWStringHashKey : public DtBaseHashKey
 {
 public:
    DtWStringHashKey();
+   /// Copies the text.
    DtWStringHashKey(std::wstring const & text);
    /// Null gives empty text.
    DtWStringHashKey(wchar_t const * text);
+   /// A copy, with the hash if there is one.
    DtWStringHashKey(DtWStringHashKey const & other);
+   /// The same.
    DtWStringHashKey & operator=(DtWStringHashKey const & other);
 
    // Virtual operations, in slot order.

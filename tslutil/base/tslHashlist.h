@@ -26,10 +26,13 @@ public:
    virtual DtListItem * listItem() const;
    /// The place in the list of keys; null until it is set.
    virtual DtListItem * keyItem() const;
+   /// Sets the place in the list of keys.
    virtual void setKeyItem(DtListItem * item);
 
    // Records come and go often: a thread uses those that it deleted again.
+   /// Takes a record that this thread has deleted, or memory.
    static void * operator new(std::size_t size);
+   /// Keeps the memory for this thread to use again.
    static void operator delete(void * memory, std::size_t size) noexcept;
 
 private:
@@ -46,6 +49,7 @@ private:
 class TSLUTIL_EXPORT DtHashlist
 {
 protected:
+   /// The number of buckets if none is given.
    static constexpr int theDfltNumBuckets = 127;
 
 public:
@@ -71,6 +75,7 @@ public:
    virtual void * remove(DtBaseHashKey const & key);
    /// The value, or null. A null value and an unknown key look alike.
    virtual void * lookup(DtBaseHashKey const & key) const;
+   /// The same as lookup().
    virtual void * operator[](DtBaseHashKey const & key) const;
    /// The values in the order of arrival.
    virtual DtList const * list() const;

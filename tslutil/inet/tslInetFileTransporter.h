@@ -28,7 +28,9 @@ class TSLUTIL_EXPORT DtInetFileTransportObject
 public:
    /// Zeroes and no text.
    DtInetFileTransportObject();
+   /// A copy, content included.
    DtInetFileTransportObject(DtInetFileTransportObject const & other);
+   /// The same.
    DtInetFileTransportObject & operator=(DtInetFileTransportObject const & other);
    ~DtInetFileTransportObject();
 
@@ -40,6 +42,7 @@ public:
    int fileSize;
    /// How many bytes of content make the transfer complete.
    int contentSize;
+   /// How many have come.
    int bytesReceived;
    /// What has come so far: it grows with the bytes received, whatever size the sender claims. Once complete,
    /// it holds one zero byte more.
@@ -68,11 +71,13 @@ public:
 
    /// Where received files go. Setting it makes the directory.
    void setTargetDirectory(DtFilename const & directory);
+   /// The directory that is set.
    DtFilename const & targetDirectory() const;
 
    /// For how many seconds tick() bears with a peer that sends nothing in the middle of a transfer, or before
    /// it; 30 at first. Then the transfer ends as if the connection were lost.
    void setSilenceLimit(double seconds);
+   /// The limit that is set.
    double silenceLimit() const;
 
    /// Has a transporter receive from a socket; always true. What the socket manager calls.

@@ -121,10 +121,13 @@ public:
    /// Whether a blocking server's wait ends with the failure of a connection that its peer gave up before it
    /// was accepted; if not, as at first, it waits on for the next.
    virtual bool setConnAbortedOption(bool on);
+   /// Whether the system probes an idle peer.
    virtual bool setTcpKeepAliveOption(bool on);
    /// Whether lingering is on, and for how long.
    virtual bool getTcpLingerOption(unsigned short & seconds);
+   /// Whether it does.
    virtual bool getConnAbortedOption();
+   /// Whether the system probes it.
    virtual bool getTcpKeepAliveOption();
 
 protected:

@@ -45,6 +45,7 @@ protected:
 
    /// The module; null when nothing is loaded.
    void * hmod;
+   /// See libraryName().
    DtString myLibraryName;
    /// From DtStrdup; null when there is no complaint.
    char * errorText;

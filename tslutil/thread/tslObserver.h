@@ -66,7 +66,9 @@ public:
 
 protected:
    DtAbsNotifyObserver();
+   /// Copies nothing.
    DtAbsNotifyObserver(DtAbsNotifyObserver const & other);
+   /// Changes nothing.
    DtAbsNotifyObserver & operator=(DtAbsNotifyObserver const & other);
 };
 
@@ -80,6 +82,7 @@ public:
    explicit DtObserverNotifier(DtObserver * owner);
    /// Copies name the same owner.
    DtObserverNotifier(DtObserverNotifier const & other);
+   /// The same.
    DtObserverNotifier & operator=(DtObserverNotifier const & other);
 
    // Virtual operations, in slot order.
@@ -128,6 +131,7 @@ protected:
 
    /// What startObserving and stopObserving do.
    bool internalStartObserving(DtObservee * object);
+   /// What stopObserving does.
    bool internalStopObserving(DtObservee * object);
 
 private:

@@ -19,6 +19,7 @@ class TSLUTIL_EXPORT DtNetTimeStamp
 public:
    /// The top of the hour, relative.
    DtNetTimeStamp() = default;
+   /// The stamp of a time, see setTime(), and a type.
    DtNetTimeStamp(double seconds, DtTimeStampType type);
 
    /// Sets the time past the hour; whole hours are dropped, and so is what is finer than a unit. A negative
@@ -29,13 +30,16 @@ public:
 
    /// Sets the type; the time stays.
    void setType(DtTimeStampType type);
+   /// Whether the stamp is absolute.
    DtTimeStampType type() const;
 
    /// The whole 32-bit word as a number, the type's bit included.
    operator unsigned long() const;
 
 protected:
+   /// Units in an hour.
    static constexpr double theHourFracPerHour = 2147483648.0;
+   /// Hours in a unit.
    static constexpr double theHourPerHourFrac = 1.0 / theHourFracPerHour;
 
 private:

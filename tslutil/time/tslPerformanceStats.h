@@ -13,6 +13,7 @@ class TSLUTIL_EXPORT DtPerformanceStats
 public:
    /// The statistic of that number.
    DtTimeStatistic & stat(unsigned int index);
+   /// The same, to be read; made if it isn't there.
    DtTimeStatistic const & stat(unsigned int index) const;
 
    /// Adds a sample to a statistic.
@@ -20,8 +21,11 @@ public:
 
    /// What the statistic of that number tells.
    double avg(unsigned int index) const;
+   /// The last sample of a statistic.
    double last(unsigned int index) const;
+   /// Its smallest sample.
    double minimum(unsigned int index) const;
+   /// Its largest sample.
    double maximum(unsigned int index) const;
 
    /// Has every statistic forget its samples; none goes away.
@@ -29,6 +33,7 @@ public:
 
    /// All of them.
    std::vector<DtTimeStatistic> & stats() { return myStats; }
+   /// The same, to be read.
    std::vector<DtTimeStatistic> const & stats() const { return myStats; }
 
 private:

@@ -23,6 +23,7 @@ public:
    double last() const { return myLast; }
    /// The smallest and the largest sample since the last reset.
    double minimum() const { return myMinimum; }
+   /// The largest.
    double maximum() const { return myMaximum; }
    /// The average; not a number if there are no samples.
    double avg() const;
