@@ -28,13 +28,8 @@ TEST_P(Cost, IsOneCallAndNoMemoryForADatagram)
    std::vector<char> whole(144), half1(72), half2(72);
    DtInetSockChain one{&whole}, two{&half1, &half2};
    // clang-format off
-   struct
-   {
-      char const * name;
-      std::function<int()> once;
-      bool receives; ///< A datagram has to lie there for it.
-      int result;
-   } const ways[] = {
+   // For a receive that is to give something a datagram has to lie there.
+   std::tuple<char const *, std::function<int()>, bool, int> const ways[] = {
       {"send", [&] { return socket.send(theBytes, 144); }, false, 144},
       {"sendTo", [&] { return socket.sendTo(theBytes, 144, to); }, false, 144},
       {"sendChain of 1", [&] { return socket.sendChain(one); }, false, 144},
@@ -53,23 +48,22 @@ TEST_P(Cost, IsOneCallAndNoMemoryForADatagram)
    for (bool const isConnected : {false, true})
    {
       ASSERT_TRUE(!isConnected || socket.connectToDestination());
-      for (auto const & way : ways)
+      for (auto const & [name, once, receives, wanted] : ways)
       {
          std::size_t allocations = 0, calls = 0;
          for (std::size_t i = 0; i < theTurns; ++i)
          {
-            if (way.receives)
+            if (receives)
                (i % 2 == 0 || isConnected ? peer : other)
                   .send(std::string(144, 'x'), "127.0.0.1", socket.localPort());
             SystemCallCount const callCount;
             AllocationCount const count;
-            int const result = way.once();
+            ASSERT_EQ(once(), wanted) << name;
             allocations += count.here();
             calls += callCount.here();
-            ASSERT_EQ(result, way.result) << way.name;
          }
-         EXPECT_EQ(allocations, 0u) << way.name;
-         EXPECT_TRUE(calls == theTurns || !SystemCallCount::whyNot().empty()) << way.name << ": " << calls;
+         EXPECT_EQ(allocations, 0u) << name;
+         EXPECT_TRUE(calls == theTurns || !SystemCallCount::whyNot().empty()) << name << ": " << calls;
          while (peer.receive(0.0))
             continue;
       }

@@ -162,15 +162,10 @@ TEST(DtInetUdpSocket, ConnectsAndTellsWhyNot)
 
 // Each option as a pair of setter and getter, on one socket and on the two of a device.
 
-struct Option
-{
-   std::string setter;
-   bool (*set)(DtInetUdpSocket &, Size);
-   Size (*get)(DtInetUdpSocket &);
-   Size value;
-   char const * setterText;
-   std::string getterTold;
-};
+/// Its name, setter and getter, a value, and what a failed setter and getter tell of.
+typedef std::tuple<std::string, bool (*)(DtInetUdpSocket &, Size), Size (*)(DtInetUdpSocket &), Size,
+                   char const *, std::string>
+   Option;
 
 // clang-format off
 #define OPTION(setter, Type, getter) #setter, \
@@ -192,22 +187,20 @@ Option const theOptions[] = {
 TEST(DtInetUdpSocketOptions, AreSetAndReadAndTellWhyNot)
 {
    DtInetDevice lo(DtString("lo"));
-   for (Option const & option : theOptions)
+   for (auto const & [setter, set, get, value, setterText, getter] : theOptions)
       for (DtInetDevice * const device : {static_cast<DtInetDevice *>(nullptr), &lo})
       {
          OpenUdpSocket socket(loopback(), 0, device, theExclusive, false);
-         EXPECT_EQ(told(option.set(socket, option.value), socket), "0, 0 created ? ");
-         EXPECT_EQ(option.get(socket), 0u);
+         EXPECT_EQ(told(set(socket, value), socket), "0, 0 created ? ");
+         EXPECT_EQ(get(socket), 0u);
          ASSERT_TRUE(socket.openSocket());
-         EXPECT_NE(option.get(socket), option.value) << option.setter;
-         EXPECT_TRUE(option.set(socket, option.value) && option.get(socket) == option.value) << told(socket);
+         EXPECT_NE(get(socket), value) << setter;
+         EXPECT_TRUE(set(socket, value) && get(socket) == value) << told(socket);
          close(static_cast<int>(socket.descriptor()));
-         EXPECT_EQ(told(option.set(socket, option.value), socket), "0, 10009 error " + option.setter +
-                                                                      "(): Error " + option.setterText +
-                                                                      "\nBad file descriptor");
-         EXPECT_TRUE(option.getterTold.empty() ||
-                     told(int(option.get(socket)), socket) ==
-                        "0, 10009 error " + option.getterTold + "():\nBad file descriptor")
+         EXPECT_EQ(told(set(socket, value), socket),
+                   "0, 10009 error " + setter + "(): Error " + setterText + "\nBad file descriptor");
+         EXPECT_TRUE(getter.empty() || told(int(get(socket)), socket) ==
+                                          "0, 10009 error " + getter + "():\nBad file descriptor")
             << told(socket);
       }
 }

@@ -68,13 +68,7 @@ TEST_F(DtInetUdpSocketSend, TellsWhyNot)
    std::string const from = " failed from 0.0.0.0:" + std::to_string(socket.localPort()) + " to ";
    std::string const both = "send()/sendTo()", chains = "sendChain()/sendChainTo()";
    // clang-format off
-   struct
-   {
-      DtInetUdpSocket & socket;
-      DtInetEndpoint * to;
-      std::size_t size;
-      std::string code, flat, chain, text;
-   } const rows[] = {
+   std::tuple<DtInetUdpSocket &, DtInetEndpoint *, std::size_t, std::string, std::string, std::string, std::string> const rows[] = {
       {lost, nullptr, 1, "109 error ", "send()", "sendChain()", ": Error - no default destination set."},
       {receiveOnly, &good, 1, "10045 error ", both, chains, ": Socket not initialized for sending."},
       {socket, &any, 1, "10049 open ", both, chains, from + "0.0.0.0:9\nCannot assign requested address"},
@@ -284,59 +278,44 @@ using DtInetUdpSocketCallbacks = WithPeer;
 
 TEST_F(DtInetUdpSocketCallbacks, OfSends)
 {
-   struct
-   {
-      Scripts before, after;
-      unsigned long flags;
-      int result;
-      std::string sizes, onWire;
-      Count counted;
-      std::string text;
-   } const rows[] = {
-      {{}, {}, 0, 5, "", "hello", {1, 5}, ""},
-      {{{5}}, {{7}}, 0, 12, "5 5 ", "hello", {1, 5}, ""},
-      // Taken whole: later ones are passed over, and nothing is sent.
-      {{{0}, {3}}, {}, 0, 5, "5 ", "", {1, 5}, ""},
-      {{{2}, {0}, {1}}, {{1}}, 0, 6, "5 2 5 ", "", {1, 5}, ""},
-      // Taken in part: what was really sent counts.
-      {{{2}, {1}}, {}, 0, 5, "5 2 ", "hello", {1, 5}, ""},
-      {{{-1}, {3}}, {}, 0, -1, "5 ", "", {0, 0}, "Pre-send callback failed."},
-      {{{5}}, {{1}, {-2}, {3}}, 0, -1, "5 5 6 ", "hello", {1, 5}, "Post-send callback failed."},
-      {{{-1}}, {{2}}, DtInetSockSkipPreCallbacks, 7, "5 ", "hello", {1, 5}, ""},
-      {{{5}}, {{-1}}, DtInetSockSkipPostCallbacks, 5, "5 ", "hello", {1, 5}, ""},
-   };
+   std::tuple<Scripts, Scripts, unsigned long, int, std::string, std::string, Count, std::string> const
+      rows[] = {
+         {{}, {}, 0, 5, "", "hello", {1, 5}, ""},
+         {{{5}}, {{7}}, 0, 12, "5 5 ", "hello", {1, 5}, ""},
+         // Taken whole: later ones are passed over, and nothing is sent.
+         {{{0}, {3}}, {}, 0, 5, "5 ", "", {1, 5}, ""},
+         {{{2}, {0}, {1}}, {{1}}, 0, 6, "5 2 5 ", "", {1, 5}, ""},
+         // Taken in part: what was really sent counts.
+         {{{2}, {1}}, {}, 0, 5, "5 2 ", "hello", {1, 5}, ""},
+         {{{-1}, {3}}, {}, 0, -1, "5 ", "", {0, 0}, "Pre-send callback failed."},
+         {{{5}}, {{1}, {-2}, {3}}, 0, -1, "5 5 6 ", "hello", {1, 5}, "Post-send callback failed."},
+         {{{-1}}, {{2}}, DtInetSockSkipPreCallbacks, 7, "5 ", "hello", {1, 5}, ""},
+         {{{5}}, {{-1}}, DtInetSockSkipPostCallbacks, 5, "5 ", "hello", {1, 5}, ""},
+      };
    theEnd = loopback(peer.port());
-   for (auto const & row : rows)
+   for (auto const & [before, after, flags, result, sizes, onWire, counted, text] : rows)
    {
       DtInetUdpSocket socket(theEnd);
-      addCallbacks<DtInetSockPreSend>(socket, row.before);
-      addCallbacks<DtInetSockPostSend>(socket, row.after);
+      addCallbacks<DtInetSockPreSend>(socket, before);
+      addCallbacks<DtInetSockPostSend>(socket, after);
       Chain chain({"he", "llo"});
       DtInetSockChain empty;
-      EXPECT_EQ(told(socket.sendChainTo(chain.chain, theEnd, row.flags), socket),
-                std::to_string(row.result) +
-                   (row.text.empty() ? ", 0 open ? " : ", -1 error sendChain()/sendChainTo(): ") + row.text);
-      EXPECT_EQ(std::pair(theSeen, Counters(socket).sent), std::pair(row.sizes, row.counted)) << &row - rows;
-      EXPECT_EQ(peer.receive(row.onWire.empty() ? 0.0 : 5.0).value_or(""), row.onWire);
+      EXPECT_EQ(told(socket.sendChainTo(chain.chain, theEnd, flags), socket),
+                std::to_string(result) +
+                   (text.empty() ? ", 0 open ? " : ", -1 error sendChain()/sendChainTo(): ") + text);
+      EXPECT_EQ(std::pair(theSeen, Counters(socket).sent), std::pair(sizes, counted));
+      EXPECT_EQ(peer.receive(onWire.empty() ? 0.0 : 5.0).value_or(""), onWire);
       // A flat send runs none, and an empty chain only those behind it.
       EXPECT_EQ(socket.send(chain.pieces[0].data(), 2), 2);
       EXPECT_EQ(socket.sendChain(empty, DtInetSockSkipPostCallbacks), 0);
-      EXPECT_EQ(theSeen, row.sizes);
+      EXPECT_EQ(theSeen, sizes);
       EXPECT_EQ(peer.receive(), "he");
    }
 }
 
 TEST_F(DtInetUdpSocketCallbacks, OfReceives)
 {
-   struct
-   {
-      Scripts before, after;
-      unsigned long flags;
-      bool isSent;
-      int result;
-      std::string seen;
-      Count counted;
-   } const rows[] = {
+   std::tuple<Scripts, Scripts, unsigned long, bool, int, std::string, Count> const rows[] = {
       {{{9}}, {{5}}, 0, true, 5, "0/0 5/0! ", {1, 5}},
       // Served from elsewhere: the socket isn't read.
       {{{3}, {7, -5}}, {{4}}, 0, false, 4, "0/0 0/0 7/-5 ", {1, 7}},
@@ -350,25 +329,24 @@ TEST_F(DtInetUdpSocketCallbacks, OfReceives)
       {{{7, -5}}, {{2}}, DtInetSockSkipPostCallbacks, false, 7, "0/0 ", {1, 7}},
    };
    for (bool const withSender : {true, false})
-      for (auto const & row : rows)
+      for (auto const & [before, after, flags, isSent, result, told, counted] : rows)
       {
          DtInetUdpSocket socket(loopback(9), 0, nullptr, theNonBlocking);
-         addCallbacks<DtInetSockPreReceive>(socket, row.before);
-         addCallbacks<DtInetSockPostReceive>(socket, row.after);
-         if (row.isSent)
+         addCallbacks<DtInetSockPreReceive>(socket, before);
+         addCallbacks<DtInetSockPostReceive>(socket, after);
+         if (isSent)
             deliver("hello", socket);
          Chain chain({"---", "---"});
          DtInetSockChain empty;
          DtInetEndpoint from;
          char byte;
-         EXPECT_EQ(withSender ? socket.recvToChainFrom(chain.chain, from, row.flags)
-                              : socket.recvToChain(chain.chain, row.flags),
-                   row.result);
-         std::string seen = row.seen;
+         EXPECT_EQ(withSender ? socket.recvToChainFrom(chain.chain, from, flags)
+                              : socket.recvToChain(chain.chain, flags),
+                   result);
+         std::string seen = told;
          if (!withSender)
             seen.erase(std::remove(seen.begin(), seen.end(), '!'), seen.end());
-         EXPECT_EQ(std::pair(theSeen, Counters(socket).received), std::pair(seen, row.counted))
-            << &row - rows;
+         EXPECT_EQ(std::pair(theSeen, Counters(socket).received), std::pair(seen, counted));
          // A flat receive, and one into an empty chain, run none.
          EXPECT_TRUE(socket.recv(&byte, 1) == 0 && socket.recvFrom(&byte, 1, from) == 0);
          EXPECT_EQ(socket.recvToChain(empty), DtInetSockRcvNoRoom);
