@@ -11,6 +11,8 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <pthread.h>
 #include <stdexcept>
@@ -54,7 +56,7 @@ struct OpenThread : DtThread
 class ThreadKit : public testing::Test
 {
 protected:
-   Watchdog const watchdog;
+   Watchdog const watchdog{std::getenv("TSLUTIL_TEST_THREADS") != nullptr ? 3600.0 : 60.0};
    boost::shared_ptr<Body> body{boost::make_shared<Body>()};
    DtThreadedObject object{body};
 };
@@ -149,9 +151,23 @@ TEST_F(ThreadKit, KeepsTheRunnableUntilItsBodyHasReturned)
    EXPECT_TRUE(eventually([&] { return seen.expired(); }));
 }
 
-/// Starts and ends 300 threads that nobody waits for, and 150 that are waited for. The size of the process
-/// then, in MiB: a thread that isn't given back keeps its stack in it.
-double sizeAfterManyThreads(boost::shared_ptr<Body> const & body)
+/// What a process has of the system, its sizes in MiB.
+struct Belongings
+{
+   Belongings()
+   {
+      std::ifstream("/proc/self/statm") >> addressSpace >> memory;
+      addressSpace *= 4096.0 / (1 << 20);
+      memory *= 4096.0 / (1 << 20);
+      std::filesystem::directory_iterator const all("/proc/self/fd");
+      descriptors = std::distance(begin(all), end(all));
+   }
+   double addressSpace = 0, memory = 0;
+   std::ptrdiff_t descriptors;
+};
+
+/// Starts and ends so many threads that nobody waits for, and half as many that are waited for.
+Belongings afterManyThreads(boost::shared_ptr<Body> const & body, int count)
 {
    int const before = body->runs;
    auto const start = [&](bool wait)
@@ -161,28 +177,37 @@ double sizeAfterManyThreads(boost::shared_ptr<Body> const & body)
       if (!wait)
          object.stop(false);
    };
-   for (int i = 1; i <= 300; ++i)
+   for (int i = 1; i <= count; ++i)
    {
       start(false);
       // Now and then the body has returned by then.
       EXPECT_TRUE(i % 50 != 0 || eventually([&] { return body->runs == before + i && body->active == 0; }));
    }
+   std::atomic<int> left(count / 2);
    std::vector<std::thread> owners;
-   for (int i = 0; i < 150; ++i)
-      owners.emplace_back(start, true);
+   for (int i = 0; i < 100; ++i)
+      owners.emplace_back(
+         [&]
+         {
+            while (left-- > 0)
+               start(true);
+         });
    for (std::thread & owner : owners)
       owner.join();
-   EXPECT_EQ(body->runs, before + 450);
-   double pages = 0;
-   std::ifstream("/proc/self/statm") >> pages;
-   return pages * 4096 / (1 << 20);
+   EXPECT_EQ(body->runs, before + count + count / 2);
+   return Belongings();
 }
 
+// A thread that isn't given back keeps its stack in the address space, of eight MiB.
 TEST_F(ThreadKit, GivesAllThreadsBack)
 {
+   char const * const wanted = std::getenv("TSLUTIL_TEST_THREADS");
    body->released = true;
-   double const before = sizeAfterManyThreads(body);
-   EXPECT_LT(sizeAfterManyThreads(body) - before, 600.0);
+   Belongings const before = afterManyThreads(body, 300);
+   Belongings const after = afterManyThreads(body, wanted != nullptr ? std::atoi(wanted) : 300);
+   EXPECT_LT(after.addressSpace - before.addressSpace, 600.0);
+   EXPECT_LT(after.memory - before.memory, 20.0);
+   EXPECT_EQ(after.descriptors, before.descriptors);
    EXPECT_TRUE(eventually([&] { return body.use_count() == 2; }));
 }
 
