@@ -29,17 +29,12 @@ TEST(DtLockfreeQueue, HoldsItsCapacityForAllHandlesWithoutAllocating)
          EXPECT_TRUE(queue._empty());
          for (unsigned int i = 0; i < capacity; ++i)
             EXPECT_TRUE(queue._push(bytes + i));
-         EXPECT_FALSE(handle._push(&other));
-         EXPECT_EQ(handle._empty(), capacity == 0);
-         void * value = nullptr;
+         EXPECT_TRUE(!handle._push(&other) && handle._empty() == (capacity == 0));
+         void * value = &other;
          for (unsigned int i = 0; i < capacity; ++i)
-         {
-            EXPECT_EQ(handle._pop(value), 1u);
-            EXPECT_EQ(value, bytes + i);
-         }
-         value = &other;
+            EXPECT_TRUE(handle._pop(value) == 1 && value == bytes + i);
          EXPECT_EQ(queue._pop(value), 0u);
-         EXPECT_EQ(value, &other);
+         EXPECT_EQ(value, capacity == 0 ? static_cast<void *>(&other) : bytes + capacity - 1);
       }
       EXPECT_EQ(queue._push(bytes), capacity > 0);
       EXPECT_EQ(use.here(), 0u);

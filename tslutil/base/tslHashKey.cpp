@@ -263,11 +263,6 @@ unsigned long DtStringHashKey::computeHashValue() const
    return sum;
 }
 
-DtString const & DtStringHashKey::value() const
-{
-   return myValue;
-}
-
 // The hash is kept on purpose.
 void DtStringHashKey::setValue(DtString const & text)
 {

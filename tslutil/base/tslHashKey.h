@@ -177,6 +177,11 @@ private:
    DtString myValue;
 };
 
+inline DtString const & DtStringHashKey::value() const
+{
+   return myValue;
+}
+
 /// A wide text in units of 16 bits: a character beyond them counts as its two surrogates. The hash is the sum
 /// of the units, each times its place counted from 1; the text has the low byte of each unit, so that wide
 /// texts which differ in the high bytes alone may be equal.

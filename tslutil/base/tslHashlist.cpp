@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <typeinfo>
 
@@ -24,30 +25,38 @@ DtBaseHashKey const & keyAt(DtListItem const * item)
    return *static_cast<DtBaseHashKey const *>(item->data());
 }
 
+/// Whether an object is of exactly this class. Where it is told of two places in memory at once, the answer
+/// may be no without need.
+template<class Class, class Base>
+bool isExactly(Base const & object)
+{
+   return &typeid(object) == &typeid(Class);
+}
+
+/// Whether the class of a key is one of the library's own. Two such keys of different hashes are never equal.
+bool isOwnKind(DtBaseHashKey const & key)
+{
+   return isExactly<DtStringHashKey>(key) || isExactly<DtIntHashKey>(key) || isExactly<DtPtrHashKey>(key) ||
+          isExactly<DtWStringHashKey>(key);
+}
+
+/// What equalTo says of two keys of the library's own classes with one hash.
+bool areEqual(DtBaseHashKey const & stored, DtBaseHashKey const & wanted)
+{
+   if (!isExactly<DtStringHashKey>(stored) || !isExactly<DtStringHashKey>(wanted))
+      return stored.equalTo(wanted);
+   DtString const & text = static_cast<DtStringHashKey const &>(stored).DtStringHashKey::value();
+   DtString const & wantedText = static_cast<DtStringHashKey const &>(wanted).DtStringHashKey::value();
+   return std::strcmp(text.DtString::c_str(), wantedText.DtString::c_str()) == 0;
+}
+
 template<class Matches>
 DtListItem * findInBucket(DtList const & bucket, Matches matches)
 {
    DtListItem * item = bucket.first();
-   while (item != nullptr && (item->data() == nullptr || !matches(recordAt(item)->hashKey())))
+   while (item != nullptr && (item->data() == nullptr || !matches(*recordAt(item))))
       item = item->next();
    return item;
-}
-
-/// The same answer as by equalTo, for a key of exactly the class `Key`: keys of this class are compared in
-/// place, others are asked.
-template<class Key>
-DtListItem * findExactly(DtList const & bucket, DtBaseHashKey const & wanted)
-{
-   Key const & key = static_cast<Key const &>(wanted);
-   unsigned long const hash = key.DtBaseHashKey::hashValue();
-   return findInBucket(bucket,
-                       [&key, hash](DtBaseHashKey const & stored)
-                       {
-                          if (typeid(stored) != typeid(Key))
-                             return stored.equalTo(key);
-                          return stored.DtBaseHashKey::hashValue() == hash &&
-                                 static_cast<Key const &>(stored).Key::value() == key.Key::value();
-                       });
 }
 
 } // namespace
@@ -101,7 +110,8 @@ DtHashlist::DtHashlist(DtList * list, int numBuckets)
    : bucketCount(std::max(numBuckets, 1)),
      ownsValues(list == nullptr),
      values(list),
-     buckets(new DtList[static_cast<std::size_t>(bucketCount)])
+     buckets(new DtList[static_cast<std::size_t>(bucketCount)]),
+     foreignKeys(0)
 {
    if (ownsValues)
       values = new DtList;
@@ -124,7 +134,7 @@ DtHashlist::~DtHashlist()
    DtHashlist::empty();
    // What a key that doesn't find itself has left.
    for (int i = 0; i < bucketCount && keyList.count() > 0; ++i)
-      while (DtListItem * const item = findInBucket(buckets[i], [](DtBaseHashKey const &) { return true; }))
+      while (DtListItem * const item = findInBucket(buckets[i], [](DtHashItem const &) { return true; }))
          drop(buckets[i], item);
    if (ownsValues)
       delete values;
@@ -144,6 +154,7 @@ DtListItem * DtHashlist::add(DtBaseHashKey const & key, void * data, void ** old
    DtHashItem * const record = new DtHashItem(copy.release(), place);
    bucket->add(record);
    record->setKeyItem(keyList.add(stored));
+   foreignKeys += isOwnKind(*stored) ? 0 : 1;
    return place;
 }
 
@@ -157,13 +168,14 @@ void * DtHashlist::remove(DtBaseHashKey const & key)
 void * DtHashlist::drop(DtList & bucket, DtListItem * item)
 {
    std::unique_ptr<DtHashItem> const record(static_cast<DtHashItem *>(bucket.remove(item)));
+   foreignKeys -= isOwnKind(record->hashKey()) ? 0 : 1;
    keyList.remove(record->keyItem());
    return values->remove(record->listItem());
 }
 
 void * DtHashlist::lookup(DtBaseHashKey const & key) const
 {
-   DtListItem const * const item = itemLookup(key);
+   DtListItem const * const item = hasOwnSlots() ? DtHashlist::itemLookup(key) : itemLookup(key);
    return item != nullptr ? item->data() : nullptr;
 }
 
@@ -213,27 +225,40 @@ void DtHashlist::setFromOther(DtHashlist const & other)
 
 DtListItem * DtHashlist::itemLookup(DtBaseHashKey const & key) const
 {
-   DtListItem const * const item = bucketItemLookup(key);
+   DtListItem const * const item = hasOwnSlots() ? DtHashlist::bucketItemLookup(key) : bucketItemLookup(key);
    return item != nullptr ? recordAt(item)->listItem() : nullptr;
 }
 
 DtList * DtHashlist::bucketFromHashKey(DtBaseHashKey const & key) const
 {
-   std::uint32_t const hash = static_cast<std::uint32_t>(key.hashValue());
-   // A constant is divided by faster.
-   return &buckets[bucketCount == theDfltNumBuckets ? hash % theDfltNumBuckets
-                                                    : hash % static_cast<std::uint32_t>(bucketCount)];
+   return bucketAt(key.hashValue());
 }
 
 DtListItem * DtHashlist::bucketItemLookup(DtBaseHashKey const & key) const
 {
-   DtList const & bucket = *bucketFromHashKey(key);
-   std::type_info const & kind = typeid(key);
-   if (kind == typeid(DtStringHashKey))
-      return findExactly<DtStringHashKey>(bucket, key);
-   if (kind == typeid(DtIntHashKey))
-      return findExactly<DtIntHashKey>(bucket, key);
-   if (kind == typeid(DtPtrHashKey))
-      return findExactly<DtPtrHashKey>(bucket, key);
-   return findInBucket(bucket, [&key](DtBaseHashKey const & stored) { return stored.equalTo(key); });
+   if (!hasOwnSlots() || foreignKeys > 0 || !isOwnKind(key))
+      return findInBucket(*bucketFromHashKey(key),
+                          [&key](DtHashItem const & record) { return record.hashKey().equalTo(key); });
+   // Nothing here is overridden: the same without the slots.
+   unsigned long const hash = key.DtBaseHashKey::hashValue();
+   return findInBucket(*bucketAt(hash),
+                       [&key, hash](DtHashItem const & record)
+                       {
+                          DtBaseHashKey const & stored = record.DtHashItem::hashKey();
+                          return stored.DtBaseHashKey::hashValue() == hash && areEqual(stored, key);
+                       });
+}
+
+/// Whether no subclass can have changed what the operations do and what the buckets hold.
+bool DtHashlist::hasOwnSlots() const
+{
+   return isExactly<DtHashlist>(*this);
+}
+
+DtList * DtHashlist::bucketAt(unsigned long hash) const
+{
+   std::uint32_t const bits = static_cast<std::uint32_t>(hash);
+   // A constant is divided by faster.
+   return &buckets[bucketCount == theDfltNumBuckets ? bits % theDfltNumBuckets
+                                                    : bits % static_cast<std::uint32_t>(bucketCount)];
 }

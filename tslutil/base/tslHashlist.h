@@ -97,6 +97,8 @@ protected:
    virtual DtListItem * bucketItemLookup(DtBaseHashKey const & key) const;
 
 private:
+   bool hasOwnSlots() const;
+   DtList * bucketAt(unsigned long hash) const;
    void * drop(DtList & bucket, DtListItem * item);
 
    int bucketCount;
@@ -104,4 +106,5 @@ private:
    DtList * values;
    DtList * buckets;
    DtList keyList;
+   unsigned int foreignKeys;
 };

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+// Hash lists beside the standard's table, with keys that are kept from one look-up to the next.
+#include "bench/compare.h"
+
+#include "tslutil/base/tslHashlist.h"
+
+#include <cstddef>
+#include <list>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+namespace
+{
+
+/// The same keys for both sides; look-ups go through them in turn.
+struct Keys
+{
+   explicit Keys(std::size_t count, std::string const & prefix = "entity-")
+   {
+      for (std::size_t i = 0; i < count; ++i)
+      {
+         texts.push_back(prefix + std::to_string(i * 7919 % 100000));
+         ours.emplace_back(texts.back().c_str());
+      }
+   }
+
+   std::size_t next()
+   {
+      place = place + 1 < texts.size() ? place + 1 : 0;
+      return place;
+   }
+
+   std::vector<std::string> texts;
+   std::vector<DtStringHashKey> ours;
+   std::size_t place = 0;
+};
+
+void compareLookups(Bench & bench, Keys keys)
+{
+   DtHashlist table;
+   std::unordered_map<std::string, void *> map;
+   for (std::size_t i = 0; i < keys.texts.size(); ++i)
+   {
+      table.add(keys.ours[i], &table);
+      map[keys.texts[i]] = &table;
+   }
+   Keys others = keys;
+   bench.run([&] { benchmark::DoNotOptimize(table.lookup(keys.ours[keys.next()])); },
+             [&] { benchmark::DoNotOptimize(map.find(others.texts[others.next()])->second); });
+}
+
+/// What gives the same from the standard's parts: a table of places in two lists.
+class Ordered
+{
+public:
+   void add(std::string const & key, void * value)
+   {
+      auto const place = table.emplace(key, std::make_pair(values.end(), keys.end())).first;
+      place->second = {values.insert(values.end(), value), keys.insert(keys.end(), &place->first)};
+   }
+
+   void remove(std::string const & key)
+   {
+      auto const place = table.find(key);
+      values.erase(place->second.first);
+      keys.erase(place->second.second);
+      table.erase(place);
+   }
+
+private:
+   typedef std::list<void *> Values;
+   typedef std::list<std::string const *> Texts;
+
+   Values values;
+   Texts keys;
+   std::unordered_map<std::string, std::pair<Values::iterator, Texts::iterator>> table;
+};
+
+/// Keys that are there already stay; others are added and removed again.
+void compareChanges(Bench & bench)
+{
+   Keys kept(100, "kept-"), keys(100);
+   DtHashlist table;
+   Ordered ordered;
+   for (std::size_t i = 0; i < kept.texts.size(); ++i)
+   {
+      table.add(kept.ours[i], &table);
+      ordered.add(kept.texts[i], &table);
+   }
+   Keys others = keys;
+   bench.run(
+      [&]
+      {
+         DtStringHashKey const & key = keys.ours[keys.next()];
+         table.add(key, &table);
+         table.remove(key);
+      },
+      [&]
+      {
+         std::string const & key = others.texts[others.next()];
+         ordered.add(key, &table);
+         ordered.remove(key);
+      });
+}
+
+bool const added =
+   addComparison({"DtHashlist, look-up in 100", "std::unordered_map", 0.6, 0},
+                 [](Bench & bench) { compareLookups(bench, Keys(100)); }) &&
+   addComparison({"DtHashlist, look-up in 1,000", "std::unordered_map", 1.0, 0},
+                 [](Bench & bench) { compareLookups(bench, Keys(1000)); }) &&
+   addComparison({"DtHashlist, look-up in 10,000", "std::unordered_map", 15.0, 0},
+                 [](Bench & bench) { compareLookups(bench, Keys(10000)); }) &&
+   addComparison({"DtHashlist, look-up of 100 characters", "std::unordered_map", 1.0, 0},
+                 [](Bench & bench) { compareLookups(bench, Keys(100, std::string(95, 'x'))); }) &&
+   addComparison({"DtHashlist, add and remove", "std::unordered_map, two std::list", 1.6, 0}, compareChanges);
+
+} // namespace
