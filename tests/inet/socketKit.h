@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tslutil/inet/tslInetTcpSocket.h"
 #include "tslutil/inet/tslInetUdpSocket.h"
 
 #include "support/loopbackPeer.h"
@@ -32,9 +33,12 @@ inline DtInetEndpoint loopback(unsigned short port = 9, DtInetProtocol protocol 
 /// to be there.
 inline std::string told(DtInetSocket & socket)
 {
-   std::string const name = "DtInetUdpSocket::", text = socket.getLastErrorString().stdString();
-   std::string const states[] = {" error ", " none ",      " created ", " open ", "",        "",
-                                 "",        " connected ", "",          "",       " closed "};
+   std::string const name =
+                        dynamic_cast<DtInetTcpSocket *>(&socket) ? "DtInetTcpSocket::" : "DtInetUdpSocket::",
+                     text = socket.getLastErrorString().stdString();
+   std::string const states[] = {" error ",      " none ", " created ",   " open ", " listening ",
+                                 " connecting ", "",       " connected ", "",       " terminated ",
+                                 " closed "};
    return std::to_string(socket.getLastError()) + states[socket.state() + 1] +
           (text.compare(0, name.size(), name) == 0 ? text.substr(name.size()) : "? " + text);
 }
@@ -99,7 +103,7 @@ struct Chain
 /// A socket's counters, as pairs of packets and bytes.
 struct Counters
 {
-   explicit Counters(DtInetUdpSocket const & socket)
+   explicit Counters(DtInetSocket const & socket)
       : sent{socket.totalPacketsSent(), socket.totalBytesSent()},
         received{socket.totalPacketsReceived(), socket.totalBytesReceived()}
    {

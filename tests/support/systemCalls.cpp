@@ -45,6 +45,7 @@ Function * next(char const * name)
       return system arguments;                                                                               \
    }
 
+COUNTED(ssize_t, send, (int s, void const * p, size_t n, int f), (s, p, n, f))
 COUNTED(ssize_t, sendto, (int s, void const * p, size_t n, int f, sockaddr const * a, socklen_t l),
         (s, p, n, f, a, l))
 COUNTED(ssize_t, sendmsg, (int s, msghdr const * m, int f), (s, m, f))

@@ -281,7 +281,7 @@ Transfer Engine<Protocol>::putMessage(DtInetEndpoint const & peer, Fill const & 
    {
       std::vector<char> lost;
       fill(lost);
-      myError = error;
+      keepError(error);
       return {static_cast<int>(lost.size()), 0};
    }
    bool postsDrain = false;
@@ -302,6 +302,14 @@ Transfer Engine<Protocol>::putMessage(DtInetEndpoint const & peer, Fill const & 
    if (postsDrain)
       postDrain();
    return copied;
+}
+
+// The first one stays, which says more than those that follow from it.
+template<class Protocol>
+void Engine<Protocol>::keepError(int error)
+{
+   int none = 0;
+   myError.compare_exchange_strong(none, error);
 }
 
 // Waits until something can be read. Only one wait is ever armed.
@@ -326,7 +334,7 @@ void Engine<Protocol>::readBatch(boost::system::error_code const & error)
    }
    Transfer const got = error ? Transfer{0, error.value()} : Traits::read(*myReader, batch, Traits::theBatch);
    if (got.error != 0 && !platform::isWouldBlock(got.error))
-      myError = got.error;
+      keepError(got.error);
    else if (keep(batch, got.count))
       armRead();
 }
@@ -373,7 +381,7 @@ void Engine<Protocol>::drain()
    }
    if (sent.error != 0)
    {
-      myError = sent.error;
+      keepError(sent.error);
       sent.count = Traits::theLoss;
       myBegun = 0;
    }

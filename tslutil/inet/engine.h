@@ -118,6 +118,7 @@ private:
    template<class Fill>
    platform::Transfer putMessage(DtInetEndpoint const & peer, Fill const & fill);
 
+   void keepError(int error);
    void armRead();
    void readBatch(boost::system::error_code const & error);
    bool keep(platform::Datagram const * datagrams, int count);

@@ -47,7 +47,8 @@ std::size_t packetBufferSize()
 
 bool DtInetTcpSocket::openSocket()
 {
-   if (isServerSock() ? myState == DtInetSockListening : isOk())
+   if (myState == DtInetSockOpen || myState == DtInetSockListening || myState == DtInetSockConnecting ||
+       myState == DtInetSockConnected)
       return true;
    if (myState != DtInetSockCreated)
       return failOpen(theInvalidState, DtString("Invalid state ") + DtString(int(myState)));
