@@ -225,16 +225,6 @@ TEST(DtSharedMemoryPool, TellsWhatFailedByItsNumberAndLeavesNothing)
       EXPECT_EQ(ended(start(create)), 0);
       EXPECT_FALSE(std::filesystem::exists(fileOf("fails")));
    }
-   auto const join = [&]
-   {
-      Manager const manager(name, 1 << 28);
-      limit(RLIMIT_AS, addressSpace() + (1 << 26));
-      return thrownBy([&] { Client{name}; }) ==
-                   "DtSharedMemoryPoolClient::join has error with MapViewOfFile: 12"
-                ? 0
-                : 1;
-   };
-   EXPECT_EQ(ended(start(join)), 0);
 }
 
 TEST(DtSharedMemoryPool, IsRefusedWhereTheSystemHasNoRoom)
