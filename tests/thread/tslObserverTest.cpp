@@ -71,8 +71,8 @@ TEST(DtObserver, KeepsBothListsInStep)
    takeHeard();
    {
       DtObserver copy(a), &same = copy;
-      copy = same;
       copy = b;
+      copy = same;
       EXPECT_EQ(takeHeard(), "-");
       EXPECT_TRUE(copy.isBeingObserved(&other) && !copy.isBeingObserved(&object));
    }
