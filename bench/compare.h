@@ -64,6 +64,21 @@ public:
       }
    }
 
+   /// Measures by `pair`, which runs both once and answers the seconds of ours and of theirs, by any clock.
+   template<class Pair>
+   void runPairs(Pair pair)
+   {
+      blockSize = 1;
+      for (auto _ : myState)
+      {
+         (void)_;
+         auto const [ours, theirs] = pair();
+         myState.SetIterationTime(ours);
+         ourTimes.push_back(ours);
+         ratios.push_back(ours / theirs);
+      }
+   }
+
    /// The medians: seconds a call, and ours over theirs.
    double seconds() const { return median(ourTimes); }
    double ratio() const { return median(ratios); }

@@ -34,3 +34,9 @@ void addCrashCommand(CLI::App & app, ExitCode & code);
 
 /// Finds a shared library on the search path, and tells how it was built and whether it loads.
 void addLibCommand(CLI::App & app, ExitCode & code);
+
+/// Sends files to a receiver on another host.
+void addSendCommand(CLI::App & app, ExitCode & code);
+
+/// Receives files that are sent to this host.
+void addRecvCommand(CLI::App & app, ExitCode & code);

@@ -16,6 +16,8 @@ int main(int argc, char ** argv)
    addShmCommand(app, code);
    addCrashCommand(app, code);
    addLibCommand(app, code);
+   addSendCommand(app, code);
+   addRecvCommand(app, code);
    try
    {
       app.parse(argc, argv);

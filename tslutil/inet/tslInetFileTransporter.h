@@ -5,9 +5,11 @@
 #include "tslutil/system/tslFilename.h"
 #include "tslutil/tslutilExport.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 /// Sends whole files over TCP from one host to another. Each side is a DtInetFileTransporter: it listens on a
@@ -21,6 +23,11 @@
 class DtInetSocket;
 class DtInetSocketMgr;
 class DtInetTcpSocket;
+
+namespace tsl
+{
+class MessageReader;
+}
 
 /// One file that is being received. A value that is copied whole.
 class TSLUTIL_EXPORT DtInetFileTransportObject
@@ -134,15 +141,14 @@ protected:
    virtual void messageSent(DtFilename const & file, int bytesSent, int contentSize, bool good);
 
 private:
-   struct Reception;
+   struct Outgoing;
 
-   void listen(int firstPort, int tries, bool useIPv6);
+   void listen(int tries, bool useIPv6);
    void dropFinishedConnections();
-   bool takeMessage(Reception & reception);
-   bool startObject(DtInetFileTransportObject & object, Reception const & reception);
-   void takeContent(DtInetFileTransportObject & object, char const * content, int size);
-   void abandon(Reception & reception);
-   bool writeFile(DtFilename const & path, DtInetFileTransportObject const & object);
+   void sendContent(DtFilename const & file, Outgoing const & out, DtInetTcpSocket & socket);
+   bool takeMessage(tsl::MessageReader const & message, std::set<int> & begun);
+   bool startObject(DtInetFileTransportObject & object, tsl::MessageReader const & message);
+   bool takeContent(DtInetFileTransportObject & object, char const * content, std::size_t size);
    void callFileCallbacks(DtFilename const & path);
 
    std::map<FileTransferedCb, void *> myFileCallbacks;

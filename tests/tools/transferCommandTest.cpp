@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include "support/loopbackPeer.h"
+#include "support/program.h"
+#include "support/sha256.h"
+#include "support/watchdog.h"
+#include "tools/transferProgress.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <optional>
+#include <thread>
+
+namespace
+{
+
+using testing::HasSubstr;
+
+TEST(TslTransfer, BringsFilesOverOrSaysWhyNotAndTellsDigestsAtBothEnds)
+{
+   Watchdog const watchdog;
+   TemporaryFolder const folder;
+   std::string const in = folder.path("in"), content(99000, 'c'),
+                     digest = sha256(content.data(), content.size());
+   for (auto const & [options, old, name, told] :
+        std::vector<std::array<std::string, 4>>{{"", "", "x", ""},
+                                                {" --max-size 99kB", "", "x", ""},
+                                                {" --force", "old", "x", ""},
+                                                {"", "old", "x", "refused x from 127.0.0.1:"},
+                                                {"", "old", "x", "--force"},
+                                                {" --max-size 98kB", "", "x", "--max-size"},
+                                                {"", "", "a\\b", "refused a\\b"},
+                                                {"", "", "a\nb", "a?b from"}})
+   {
+      std::filesystem::remove_all(in);
+      if (!old.empty())
+         folder.write("in/x", old);
+      std::string const port = std::to_string(unusedPort()), file = "'" + folder.write(name, content) + "'";
+      std::optional<Program> receiver;
+      std::thread receiving([&, &options = options]
+                            { receiver.emplace("recv --once --port " + port + " --into " + in + options); });
+      std::string const line = digest + "  x\n";
+      EXPECT_TRUE(eventually(
+         [&, &name = name]
+         {
+            // A stranger sends what the program itself does not.
+            return name == "x" ? Program("send --to localhost:" + port + " " + file).out == line
+                               : std::system(("! which python3 >/dev/null || python3 " TEST_DATA_DIR
+                                              "/transfer/peer.py send 127.0.0.1 " +
+                                              port + " " + file + " 2>/dev/null")
+                                                .c_str()) == 0;
+         }));
+      receiving.join();
+      EXPECT_EQ(receiver->code, told.empty() ? 0 : 1) << options;
+      EXPECT_EQ(receiver->out, told.empty() ? line : "");
+      EXPECT_THAT(receiver->err, HasSubstr(told));
+      EXPECT_EQ(std::filesystem::exists(in + "/x") ? folder.read("in/x") : "", told.empty() ? content : old);
+      std::filesystem::remove(folder.path(name));
+   }
+   EXPECT_EQ(std::system(("timeout -s INT --preserve-status 1 " TSL_PROGRAM " recv --port 0 --into " + in +
+                          " 2>/dev/null")
+                            .c_str()),
+             0);
+}
+
+TEST(TslTransfer, RefusesWhatCannotBeCarriedOutWithAWordOfHelp)
+{
+   TemporaryFolder const folder;
+   std::string const x = folder.write("x", "x"), port = std::to_string(unusedPort()),
+                     to = " --to 127.0.0.1:" + port;
+   for (auto const & [command, code, told] : std::vector<std::tuple<std::string, int, char const *>>{
+           {"send" + to, 2, "FILE"},
+           {"send " + x, 2, "--to"},
+           {"send " + x + " " + folder.path("none") + to, 2, "none can't be read"},
+           {"send " + folder.write("empty", "") + to, 2, "empty"},
+           {"send '" + folder.write("a\\b", "x") + "'" + to, 2, "under another"},
+           {"send " + x + " --to no-such-host:1", 2, "no-such-host"},
+           {"send " + x + to, 1, "Connection refused. Is a receiver"},
+           {"recv --port 0 --into " + x, 2, "--into"},
+           {"recv --port 70000", 2, "--port"},
+           {"recv --max-size much", 2, "--max-size"}})
+   {
+      Program const run(command);
+      EXPECT_EQ(std::tuple(run.code, run.out), std::tuple(code, "")) << command;
+      EXPECT_THAT(run.err, HasSubstr(told)) << command;
+   }
+   EXPECT_THAT(Program("recv --help").out + Program("send --help").out,
+               testing::ContainsRegex("Example: files(.|\n)*Example: two files"));
+}
+
+TEST(TslTransfer, ShowsHowFarItIsOnATerminalOnly)
+{
+   EXPECT_EQ(progressText("a\x1B[2J", 1234567, 2700000, 0.5),
+             "a?[2J  45 %, 1.2 of 2.7 MB, 2.5 MB/s, 0:01 left");
+   EXPECT_EQ(progressText("a", 0, 5, 0), "a  0 %, 0.0 of 0.0 MB, 0.0 MB/s, 0:00 left");
+   std::ostringstream shown;
+   TransferProgress pipe(shown, false), terminal(shown, true);
+   pipe.begin(), terminal.begin();
+   std::this_thread::sleep_for(std::chrono::milliseconds(110));
+   pipe.show("x", 1, 2), pipe.end();
+   EXPECT_EQ(shown.str(), "");
+   terminal.show("x", 1, 2), terminal.end();
+   EXPECT_THAT(shown.str(), testing::AllOf(HasSubstr("\rx  50 %"), testing::EndsWith("\r\x1B[K")));
+}
+
+} // namespace
