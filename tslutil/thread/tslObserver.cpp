@@ -226,7 +226,7 @@ bool DtObserver::removeObservedReference(DtObservee const * object)
 
 bool DtObserver::internalStartObserving(DtObservee * object)
 {
-   if (object == nullptr || isBeingObserved(object) || !object->registerObservedBy(&notifier))
+   if (object == nullptr || observed.itemLookup(object) != nullptr || !object->registerObservedBy(&notifier))
       return false;
    observed.add(object);
    return true;
