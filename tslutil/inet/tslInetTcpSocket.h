@@ -24,9 +24,10 @@ struct SocketName;
 /// and moves to state 8. This is no error: getTerminationCode() and getTerminationString() tell of it (2 is
 /// an orderly close, 10054 a reset), and the last error stays as it was.
 ///
-/// With flag 0x100 a background thread of a client reads into a queue, from which receive calls are served
-/// without waiting; with 0x200 such a thread sends. It runs from a connectToDestination() that completes at
-/// once; an accepted connection has none, and finds its queue empty.
+/// With flag 0x100 a background thread of a client reads blocks into a queue, from which receive calls are
+/// served without waiting; with 0x200 such a thread sends. It runs from a connectToDestination() that
+/// completes at once. An accepted connection, and one that completes later, has none: it finds its queue
+/// empty, and what it sends waits for good. The end of the stream counts before blocks that are still queued.
 class TSLUTIL_EXPORT DtInetTcpSocket : public DtInetSocket
 {
 public:
@@ -50,15 +51,16 @@ public:
 
    /// Closes the socket.
    ~DtInetTcpSocket() override;
-   /// Refused for an endpoint that isn't TCP, and once the socket is open or failed. One without a protocol
-   /// becomes TCP.
+   /// Refused for an endpoint that isn't TCP, and once the socket is open. One without a protocol becomes
+   /// TCP.
    bool setDestination(DtInetEndpoint const & destination) override;
    /// Effective before the socket is open, and for a device that isn't null. Always true.
    bool bindToDevice(DtInetDevice const * device) override;
    /// Opens a client, sets options through the virtual setters, and binds. An open socket is fine as it is; a
    /// closed or failed one is refused. Of a server, does nothing.
    bool openSocket() override;
-   /// Ends the background thread, which takes at least 0.1 s, and closes.
+   /// Ends the background thread, which takes at least 0.1 s, and closes. What the thread has not sent by
+   /// then is lost.
    bool closeSocket() override;
    /// Opens the socket if need be and connects it. A non-blocking socket may be connecting afterwards, state
    /// 4, which is true as well: its first successful send moves to state 6.
