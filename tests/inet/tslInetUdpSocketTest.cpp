@@ -160,51 +160,6 @@ TEST(DtInetUdpSocket, ConnectsAndTellsWhyNot)
    EXPECT_TRUE(broken.closeSocket());
 }
 
-// Each option as a pair of setter and getter, on one socket and on the two of a device.
-
-/// Its name, setter and getter, a value, and what a failed setter and getter tell of.
-typedef std::tuple<std::string, bool (*)(DtInetUdpSocket &, Size), Size (*)(DtInetUdpSocket &), Size,
-                   char const *, std::string>
-   Option;
-
-// clang-format off
-#define OPTION(setter, Type, getter) #setter, \
-   [](DtInetUdpSocket & s, Size value) { return s.setter(Type(value)); }, \
-   [](DtInetUdpSocket & s) { return static_cast<Size>(s.getter()); }
-
-Option const theOptions[] = {
-   {OPTION(setNonBlockingOption, bool, isNonBlocking), 1, "enabling non-blocking IO", ""},
-   {OPTION(setReuseAddressOption, bool, getReuseAddressOption), 1, "enabling address reuse", "getReuseAddressOption"},
-   {OPTION(setBroadcastOption, bool, getBroadcastOption), 0, "disabling broadcast", "getBroadcastOption"},
-   {OPTION(setDoNotRouteOption, bool, getDoNotRouteOption), 1, "enabling do-not-route", "getDoNotRouteOption"},
-   // The getters of the sizes tell the name of another, as they have come to.
-   {OPTION(setSendBufferSize, Size, getSendBufferSize), 20000, "setting send buffer size to 20000", "getDoNotRouteOption"},
-   {OPTION(setReceiveBufferSize, Size, getReceiveBufferSize), 20000, "setting receive buffer size to 20000", "getDoNotRouteOption"},
-   {OPTION(setReceiveLowWatermark, Size, getReceiveLowWatermark), 5, "setting receive low watermark to 5", "getReceiveLowWatermark"},
-};
-// clang-format on
-
-TEST(DtInetUdpSocketOptions, AreSetAndReadAndTellWhyNot)
-{
-   DtInetDevice lo(DtString("lo"));
-   for (auto const & [setter, set, get, value, setterText, getter] : theOptions)
-      for (DtInetDevice * const device : {static_cast<DtInetDevice *>(nullptr), &lo})
-      {
-         OpenUdpSocket socket(loopback(), 0, device, theExclusive, false);
-         EXPECT_EQ(told(set(socket, value), socket), "0, 0 created ? ");
-         EXPECT_EQ(get(socket), 0u);
-         ASSERT_TRUE(socket.openSocket());
-         EXPECT_NE(get(socket), value) << setter;
-         EXPECT_TRUE(set(socket, value) && get(socket) == value) << told(socket);
-         close(static_cast<int>(socket.descriptor()));
-         EXPECT_EQ(told(set(socket, value), socket),
-                   "0, 10009 error " + setter + "(): Error " + setterText + "\nBad file descriptor");
-         EXPECT_TRUE(getter.empty() || told(int(get(socket)), socket) ==
-                                          "0, 10009 error " + getter + "():\nBad file descriptor")
-            << told(socket);
-      }
-}
-
 TEST(DtInetUdpSocketOptions, KeepToWhatTheSystemHas)
 {
    DtInetUdpSocket socket(loopback());

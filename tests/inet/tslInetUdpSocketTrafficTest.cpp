@@ -216,24 +216,6 @@ TEST_F(DtInetUdpSocketReceive, AndSendTakeAtMost64VectorsOfAChain)
    }
 }
 
-// A signal interrupts the wait, and is no reason to return.
-TEST_F(DtInetUdpSocketReceive, GoesOnAfterASignal)
-{
-   struct sigaction action = {}, before = {};
-   action.sa_handler = [](int) {};
-   sigaction(SIGUSR1, &action, &before);
-   DtInetUdpSocket socket(loopback(9));
-   std::atomic<int> result(0);
-   std::thread receiver([&, byte = ' ']() mutable { result = socket.recv(&byte, 1); });
-   for (int i = 0; i < 20; ++i, usleep(1000))
-      pthread_kill(receiver.native_handle(), SIGUSR1);
-   EXPECT_EQ(result, 0);
-   deliver("x", socket);
-   receiver.join();
-   EXPECT_EQ(result, 1);
-   sigaction(SIGUSR1, &before, nullptr);
-}
-
 // The callbacks around chains.
 
 /// What a callback answers, and the status that one of a receive leaves, if not 0.
