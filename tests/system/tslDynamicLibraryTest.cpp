@@ -28,13 +28,11 @@ TEST(DtDynamicLibrary, FindsWhatTheLibraryItselfDefines)
    EXPECT_TRUE(inSlotsFrom(2, &DtDynamicLibrary::procAddress, &Slots::open));
    Library const library = load("libm.so.6");
    ASSERT_TRUE(library->isValid()) << library->error();
-   EXPECT_EQ(library->error(), nullptr);
    // The second one is there, but in a library that this one needs.
    for (char const * symbol : {"no_such_function", "malloc"})
    {
       EXPECT_EQ(library->procAddress(symbol), nullptr);
-      EXPECT_STREQ(library->error(),
-                   ("Could not find symbol " + std::string(symbol) + " in library libm.so.6").c_str());
+      EXPECT_EQ(library->error(), "Could not find symbol " + std::string(symbol) + " in library libm.so.6");
    }
    auto const root = reinterpret_cast<double (*)(double)>(library->procAddress("sqrt"));
    ASSERT_NE(root, nullptr);
@@ -49,29 +47,21 @@ TEST(DtDynamicLibrary, TellsWhyNothingWasLoaded)
    folder.write("empty.so", "");
    ASSERT_EQ(mkdir(folder.path("folder.so").c_str(), 0700), 0);
    ASSERT_EQ(mkfifo(folder.path("pipe.so").c_str(), 0600), 0);
-   struct Row
+   // clang-format off
+   std::tuple<std::string, bool, char const *> const rows[] = {
+      {folder.path("text"), true, "193"}, {folder.path("text.so"), false, "193"}, {folder.path("text.so"), true, "126"},
+      {folder.path("empty"), true, "193"}, {folder.path("folder"), true, "126"}, {folder.path("pipe"), true, "126"},
+      {folder.path("absent"), true, "126"}, {"libNoSuchLibrary", true, "126"}, {"", false, "126"}};
+   // clang-format on
+   for (auto const & [name, addExtension, number] : rows)
    {
-      std::string name;
-      bool addExtension;
-      char const * number;
-   } const rows[] = {{folder.path("text"), true, "193"},
-                     {folder.path("text.so"), false, "193"},
-                     {folder.path("text.so"), true, "126"},
-                     {folder.path("empty"), true, "193"},
-                     {folder.path("folder"), true, "126"},
-                     {folder.path("pipe"), true, "126"},
-                     {folder.path("absent"), true, "126"},
-                     {"libNoSuchLibrary", true, "126"},
-                     {"", false, "126"}};
-   for (Row const & row : rows)
-   {
-      Library const library = load(row.name, row.addExtension);
+      Library const library = load(name, addExtension);
       EXPECT_FALSE(library->isValid());
-      EXPECT_EQ(library->libraryName(), DtString(row.name + (row.addExtension ? ".so" : "")));
-      std::string const told = "LoadLibrary returned NULL (Error: " + std::string(row.number) + ")";
-      EXPECT_STREQ(library->error(), told.c_str()) << row.name;
+      EXPECT_EQ(library->libraryName(), DtString(name + (addExtension ? ".so" : "")));
+      std::string const told = library->error();
+      EXPECT_EQ(told, "LoadLibrary returned NULL (Error: " + std::string(number) + ")") << name;
       EXPECT_EQ(library->procAddress("malloc"), nullptr);
-      EXPECT_STREQ(library->error(), told.c_str()) << "without a library the complaint stays";
+      EXPECT_EQ(library->error(), told) << "without a library the complaint stays";
    }
 }
 
