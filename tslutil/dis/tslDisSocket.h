@@ -4,6 +4,7 @@
 #include "tslutil/base/tslNetTypes.h"
 #include "tslutil/dis/tslPduFilterTest.h"
 #include "tslutil/inet/tslInetUdpSocket.h"
+#include "tslutil/time/tslNetTimeStamp.h"
 #include "tslutil/tslutilExport.h"
 
 #include <cstddef>
@@ -42,8 +43,8 @@ public:
       unsigned char pduType;
       /// The family of kinds.
       unsigned char protocolFamily;
-      /// When the data held, in units of an hour / 2^31; bit 0 tells absolute time.
-      DtNetU32 timestamp;
+      /// When the data held.
+      DtNetTimeStamp timestamp;
       /// The size of the PDU in bytes, this header included.
       DtNetU16 length;
       /// From version 7 on: bit 0x08 tells that an Attribute PDU follows, coupled to this one.
