@@ -403,7 +403,7 @@ TEST(DtInetSocketMgr, ServesAThousandConnections)
    AllocationCount const allocations;
    EXPECT_EQ(service.readBy(server), 0);
    EXPECT_EQ(allocations.here(), 0u);
-   EXPECT_TRUE(calls.here() < 20 || !SystemCallCount::whyNot().empty()) << calls.here();
+   EXPECT_TRUE(calls.here() < 12 || !SystemCallCount::whyNot().empty()) << calls.here();
    EXPECT_EQ(service.from, server.socketList().rbegin()->first);
    for (int i = 0; i < theCount / 2; ++i)
       ASSERT_TRUE(service.clients.removeConnection(service.clients.socketList().begin()->second));

@@ -21,6 +21,7 @@ char const * const SystemCallCount::theReason = "a sanitizer stands before the s
 #include <cstdarg>
 #include <dlfcn.h>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -56,5 +57,7 @@ COUNTED(ssize_t, recvmsg, (int s, msghdr * m, int f), (s, m, f))
 COUNTED(ssize_t, read, (int s, void * p, size_t n), (s, p, n))
 COUNTED(ssize_t, write, (int s, void const * p, size_t n), (s, p, n))
 COUNTED(int, poll, (pollfd * p, nfds_t n, int t), (p, n, t))
+COUNTED(int, epoll_wait, (int s, epoll_event * e, int n, int t), (s, e, n, t))
+COUNTED(int, accept4, (int s, sockaddr * a, socklen_t * l, int f), (s, a, l, f))
 
 #endif

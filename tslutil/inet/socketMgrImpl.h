@@ -4,6 +4,7 @@
 #include "tslutil/inet/tslInetSocketMgr.h"
 #include "tslutil/inet/tslInetTcpSocket.h"
 #include "tslutil/inet/tslInetUdpSocket.h"
+#include "tslutil/platform/readiness.h"
 
 #include <map>
 #include <memory>
@@ -70,6 +71,13 @@ struct DtInetSocketMgrImpl
    std::unique_ptr<DtInetTcpSocket> pendingAccept;
    std::unique_ptr<DtInetUdpSocket> udpServer;
    std::unique_ptr<DtInetTcpSocket> tcpServer;
+
+   /// Says that nobody wants to connect.
+   tsl::platform::SocketWatch listenerWatch;
+   bool isListenerWatched = false;
+   /// Says that all streams that were given to it are silent.
+   tsl::platform::SocketWatch streamWatch;
+   unsigned int receiveWalks = 0;
 
    DtInetSocketList connections;
    DtInetEndpoint lastRecvEndpoint;

@@ -4,6 +4,7 @@
 #include "tslutil/inet/tcpEngine.h"
 #include "tslutil/inet/tslInetTcpSocket.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -97,4 +98,17 @@ struct DtInetTcpSocketImpl
    DtInetUtils::DtInetAddrFamily family = DtInetUtils::DtInetFamilyUnspecified;
    bool keepsReuse = false;
    bool isReuseAsked = false;
+   /// The id of the platform's watch that the socket was given to last, 0 for none.
+   std::uint64_t watchedBy = 0;
 };
+
+namespace tsl
+{
+
+/// How the manager of connections reaches what a TCP socket keeps to itself.
+struct TcpSocketAccess
+{
+   static DtInetTcpSocketImpl & impl(DtInetTcpSocket & socket) { return *socket.myImpl; }
+};
+
+} // namespace tsl

@@ -2,7 +2,6 @@
 #include "tslutil/inet/tslInetSocketMgr.h"
 
 #include "tslutil/inet/socketMgrImpl.h"
-#include "tslutil/platform/socket.h"
 
 #include <algorithm>
 #include <exception>
@@ -194,8 +193,11 @@ bool DtInetSocketMgr::nobodyWaits()
    DtInetTcpSocket & server = *myImpl->tcpServer;
    DtInetTcpSocket & pending = *myImpl->pendingAccept;
    bool const isPrepared = pending.state() == DtInetSockCreated || typeid(pending) == typeid(DtInetTcpSocket);
-   return isPrepared && server.state() == DtInetSockListening && server.isNonBlocking() &&
-          !tsl::platform::isReadable(static_cast<tsl::platform::SocketHandle>(server.descriptor()), 0);
+   if (!isPrepared || server.state() != DtInetSockListening || !server.isNonBlocking())
+      return false;
+   if (!myImpl->isListenerWatched)
+      myImpl->isListenerWatched = myImpl->listenerWatch.add(static_cast<int>(server.descriptor()));
+   return myImpl->isListenerWatched && myImpl->listenerWatch.isQuiet();
 }
 
 DtInetSocket * DtInetSocketMgr::addConnection(DtInetSocket const * socket)

@@ -2,99 +2,155 @@
 // Sending to and receiving from the connections of a manager.
 #include "tslutil/inet/chainCore.h"
 #include "tslutil/inet/socketMgrImpl.h"
-#include "tslutil/platform/readiness.h"
+#include "tslutil/inet/tcpSocketImpl.h"
 
 #include <algorithm>
 #include <iterator>
 #include <typeinfo>
+#include <utility>
 
 using tsl::platform::SocketHandle;
+using tsl::platform::theMaxAsked;
 
 namespace
 {
 
-/// Tells which connections of a walk have nothing to read, many in one question to the system, where a
-/// receive would do nothing else than find that out: on a non-blocking socket of the library's own classes
-/// that is open and has no background thread. The first few of a walk aren't asked about: with busy peers one
-/// of them delivers.
-class IdleConnections
+/// Finds the connections of a walk that have to be read, and passes over those that have nothing: a receive
+/// would do nothing else than find that out on a non-blocking socket of the library's own classes that is
+/// connected or open and has no background thread. The first few of a walk are read in any case: with busy
+/// peers one of them delivers. Of the others, the system tells by one question that all streams which it
+/// watches are silent; failing that, it is asked about each, many at once.
+class Readable
 {
 public:
-   typedef DtInetSocketList::const_iterator Iterator;
+   typedef DtInetSocketList::iterator Iterator;
 
-   /// `room` is how many bytes a receive may deliver at most, `last` the end of the walk.
-   IdleConnections(std::size_t room, bool ofChain, unsigned long flags, Iterator last)
-      : hasRoom(room > 0), isChain(ofChain), myFlags(flags), myLast(last)
+   /// `room` is how many bytes a receive may deliver at most.
+   Readable(DtInetSocketMgrImpl & mgr, std::size_t room, bool ofChain, unsigned long flags)
+      : myMgr(mgr), hasRoom(room > 0), isChain(ofChain), myFlags(flags), myRest(mgr.firstToRead())
    {
    }
 
-   /// Whether to pass the next entry of the walk over.
-   bool has(Iterator entry)
+   /// The next entry to read, the end of the list if there is none. `from` names the peer of the stream that
+   /// was passed over last before it, as a receive from that would have.
+   Iterator next(DtInetEndpoint & from)
    {
-      if (myPlainVisits < thePlainVisits)
+      Iterator const last = myMgr.connections.end();
+      if (myPlainReads < thePlainReads && myRest != last)
       {
-         ++myPlainVisits;
-         return false;
+         ++myPlainReads;
+         return myRest++;
       }
-      if (myNext == myAsked)
-         ask(entry);
-      bool const isIdle = !isReady[myNext++];
-      if (isIdle && entry->second->isTcp())
-         myPassedOver = entry->second;
-      return isIdle;
-   }
-
-   /// Has `from` name the peer of the stream that was passed over last, as a receive from it would have.
-   void tellSender(DtInetEndpoint & from)
-   {
-      if (myPassedOver != nullptr)
-         from = myPassedOver->destination();
-      myPassedOver = nullptr;
+      while (myNext == myCount && myRest != last)
+         ask();
+      bool const isThere = myNext != myCount;
+      DtInetSocket const * const passed = isThere ? myFound[myNext].passed : myPassed;
+      if (passed != nullptr)
+         from = passed->destination();
+      return isThere ? myFound[myNext++].entry : last;
    }
 
 private:
-   static constexpr std::size_t thePlainVisits = 4;
-   static constexpr std::size_t theFirstAsked = 16;
-
-   void ask(Iterator entry)
+   struct Found
    {
-      SocketHandle handles[tsl::platform::theMaxAsked];
-      std::size_t const most = std::min(std::max(myAsked * 4, theFirstAsked), tsl::platform::theMaxAsked);
-      for (myNext = myAsked = 0; myAsked < most && entry != myLast; ++entry)
-         handles[myAsked++] = handleOf(*entry->second);
-      tsl::platform::findReadable(handles, isReady, myAsked);
+      Iterator entry;
+      /// The stream that was passed over last before it, null for none since the entry before.
+      DtInetSocket const * passed;
+   };
+
+   static constexpr std::size_t thePlainReads = 4;
+   static constexpr std::size_t theFirstAsked = 16;
+   // Now and then each is asked about, should a descriptor have been closed behind its socket's back.
+   static constexpr unsigned int theTrustedWalks = 64;
+
+   void ask()
+   {
+      if (myMost == 0)
+         isQuiet = ++myMgr.receiveWalks % theTrustedWalks != 0 && myMgr.streamWatch.isQuiet();
+      myMost = std::min(std::max(myMost * 4, theFirstAsked), theMaxAsked);
+      SocketHandle handles[theMaxAsked];
+      bool isReady[theMaxAsked];
+      myNext = myCount = 0;
+      std::size_t asked = 0;
+      for (; asked < myMost && myRest != myMgr.connections.end(); ++myRest)
+      {
+         DtInetSocket & socket = *myRest->second;
+         bool const isStream = typeid(socket) == typeid(DtInetTcpSocket);
+         bool const isPlain = mayBeIdle(socket, isStream);
+         if (isPlain && isQuiet && isStream && watchOf(socket) == myMgr.streamWatch.id())
+         {
+            myPassed = &socket;
+            continue;
+         }
+         handles[asked] = isPlain ? static_cast<SocketHandle>(socket.descriptor()) : tsl::platform::noSocket;
+         myFound[asked++] = {myRest, std::exchange(myPassed, nullptr)};
+      }
+      if (asked != 0)
+         tsl::platform::findReadable(handles, isReady, asked);
+      keepReady(handles, isReady, asked);
    }
 
-   // What to ask about, noSocket for a socket that has to be read in any case.
-   SocketHandle handleOf(DtInetSocket & socket) const
+   // Keeps of those asked about the ones to read.
+   void keepReady(SocketHandle const * handles, bool const * isReady, std::size_t asked)
    {
-      std::type_info const & type = typeid(socket);
-      bool const isStream = type == typeid(DtInetTcpSocket);
-      if (!isStream && type != typeid(DtInetUdpSocket))
-         return tsl::platform::noSocket;
+      DtInetSocket const * passed = nullptr;
+      for (std::size_t i = 0; i < asked; ++i)
+      {
+         DtInetSocket & socket = *myFound[i].entry->second;
+         passed = myFound[i].passed != nullptr ? myFound[i].passed : passed;
+         if (isReady[i])
+            myFound[myCount++] = {myFound[i].entry, std::exchange(passed, nullptr)};
+         else if (typeid(socket) == typeid(DtInetTcpSocket))
+         {
+            passed = &socket;
+            watch(socket, handles[i]);
+         }
+      }
+      myPassed = myPassed != nullptr ? myPassed : passed;
+   }
+
+   void watch(DtInetSocket & socket, SocketHandle handle)
+   {
+      if (watchOf(socket) != myMgr.streamWatch.id() && myMgr.streamWatch.add(handle))
+         watchOf(socket) = myMgr.streamWatch.id();
+   }
+
+   static std::uint64_t & watchOf(DtInetSocket & stream)
+   {
+      return tsl::TcpSocketAccess::impl(static_cast<DtInetTcpSocket &>(stream)).watchedBy;
+   }
+
+   bool mayBeIdle(DtInetSocket & socket, bool isStream) const
+   {
+      if (!hasRoom || (!isStream && typeid(socket) != typeid(DtInetUdpSocket)))
+         return false;
       DtInetSockState const state = socket.state();
       bool const isOpen = state == DtInetSockConnected || (state == DtInetSockOpen && !isStream);
-      bool const isPlain = isOpen && hasRoom && socket.isNonBlocking() &&
-                           (socket.flags() & DtInetSockFlagAsyncReceive) == 0 && !wouldCallBack(socket);
-      return isPlain ? static_cast<SocketHandle>(socket.descriptor()) : tsl::platform::noSocket;
+      return isOpen && socket.isNonBlocking() && (socket.flags() & DtInetSockFlagAsyncReceive) == 0 &&
+             !(isChain && wouldCallBack(socket));
    }
 
    bool wouldCallBack(DtInetSocket & socket) const
    {
-      return isChain &&
-             (tsl::runsCallbacks(socket, DtInetSockPreReceive, myFlags, DtInetSockSkipPreCallbacks) ||
-              tsl::runsCallbacks(socket, DtInetSockPostReceive, myFlags, DtInetSockSkipPostCallbacks));
+      return tsl::runsCallbacks(socket, DtInetSockPreReceive, myFlags, DtInetSockSkipPreCallbacks) ||
+             tsl::runsCallbacks(socket, DtInetSockPostReceive, myFlags, DtInetSockSkipPostCallbacks);
    }
 
+   DtInetSocketMgrImpl & myMgr;
    bool const hasRoom;
    bool const isChain;
    unsigned long const myFlags;
-   Iterator const myLast;
-   std::size_t myPlainVisits = 0;
-   bool isReady[tsl::platform::theMaxAsked];
-   std::size_t myAsked = 0;
+   bool isQuiet = false;
+   std::size_t myPlainReads = 0;
+   /// How many are asked about at once.
+   std::size_t myMost = 0;
+   /// Where the walk goes on behind those found.
+   Iterator myRest;
+   Found myFound[theMaxAsked];
+   std::size_t myCount = 0;
    std::size_t myNext = 0;
-   DtInetSocket const * myPassedOver = nullptr;
+   /// The stream that was passed over last behind those found.
+   DtInetSocket const * myPassed = nullptr;
 };
 
 } // namespace
@@ -184,17 +240,20 @@ template<class Receive>
 DtInetSockRcvStatus DtInetSocketMgr::receiveFromNext(std::size_t room, bool isChain, DtInetEndpoint & from,
                                                      unsigned long flags, Receive const & receive)
 {
-   auto const last = myImpl->connections.end();
-   IdleConnections idle(room, isChain, flags, last);
+   Readable readable(*myImpl, room, isChain, flags);
    std::vector<DtInetSocket *> dead;
    DtInetSockRcvStatus status = DtInetSockRcvNothing;
-   for (auto entry = myImpl->firstToRead(); entry != last && status == DtInetSockRcvNothing; ++entry)
+   auto entry = readable.next(from);
+   for (; entry != myImpl->connections.end(); entry = readable.next(from))
    {
-      if (idle.has(entry))
-         continue;
       DtInetSocket * const socket = entry->second;
-      idle.tellSender(from);
       status = receive(*socket);
+      if (status > 0)
+      {
+         myImpl->lastRecvEndpoint = entry->first;
+         myImpl->lastRecvSocket = socket;
+         break;
+      }
       if (status < 0 && socket->getLastError() != 0)
       {
          // The dead ones so far are left to the next call, on purpose.
@@ -202,17 +261,9 @@ DtInetSockRcvStatus DtInetSocketMgr::receiveFromNext(std::size_t room, bool isCh
          return status;
       }
       if (status < 0)
-      {
          dead.push_back(socket);
-         status = DtInetSockRcvNothing;
-      }
-      else if (status > 0)
-      {
-         myImpl->lastRecvEndpoint = entry->first;
-         myImpl->lastRecvSocket = socket;
-      }
+      status = DtInetSockRcvNothing;
    }
-   idle.tellSender(from);
    drop(dead);
    return status;
 }

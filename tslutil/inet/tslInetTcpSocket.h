@@ -7,6 +7,11 @@
 #include <cstddef>
 #include <memory>
 
+namespace tsl
+{
+struct TcpSocketAccess;
+}
+
 /// The socket behind a DtInetTcpSocket.
 struct DtInetTcpSocketImpl;
 
@@ -148,6 +153,8 @@ protected:
    bool isServerSock() const;
 
 private:
+   friend struct tsl::TcpSocketAccess;
+
    enum AcceptResult : int
    {
       AcceptFailed,
