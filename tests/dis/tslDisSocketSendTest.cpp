@@ -19,6 +19,7 @@ public:
    using DtDisSocket::advanceToOffset;
    using DtDisSocket::disSendSocket;
    using DtDisSocket::DtDisSocket;
+   using DtDisSocket::flushBundle;
    using DtDisSocket::getCoupledAttributePduSize;
    using DtDisSocket::getPduSize;
 
@@ -70,22 +71,9 @@ public:
       myDestination.hostLookup(name, 0, DtInetUtils::DtInetFamilyIpv4);
    }
 
-   static int flushAsCallback(Bundler & socket, int count, DtInetSockChain & chain, DtInetEndpoint & to)
-   {
-      return flushBundle(&socket, count, chain, to, nullptr);
-   }
-
    int answer = -2;
    std::string told;
    std::vector<std::size_t> chainSizes;
-};
-
-struct DryBundler : Bundler
-{
-   DryBundler() : Bundler(udpEndpoint("127.0.0.1", 1), 0, nullptr, DtInetSockFlagsDefault, false)
-   {
-      answer = 0;
-   }
 };
 
 TEST(DtDisSocket, SlotOrder)
@@ -154,9 +142,9 @@ TEST(DtDisSocketBundle, RecordingsAreBundledByLimitAndAlignment)
 
 TEST(DtDisSocketBundle, FillsUpAndLeavesForEachDestination)
 {
-   DryBundler dis;
+   Bundler dis(udpEndpoint("127.0.0.1", 1), 0, nullptr, DtInetSockFlagsDefault, false);
    for (auto const & [script, told] : std::vector<std::pair<char const *, char const *>>{
-           {"F f2 m100 30>3 40>3 100>2", " =1 =1"},
+           {"a0 F f2 m100 30>3 40>3 100>2", " =1 =1"},
            {"30>3", " 3: 30+2 40 failed"}, // 72 and 30 are too many, and they can't leave
            {"F f3", " 2: 100 =0 3: 30+2 40 =0"},
            {"a71 F f3", " 2: 100 =-1 3: 30+2 40 =-1"}, // the first that fails stops the flush and stays
@@ -173,7 +161,7 @@ TEST(DtDisSocketBundle, FillsUpAndLeavesForEachDestination)
 
 TEST(DtDisSocketBundle, BelongsToAnAddressWhateverTheProtocol)
 {
-   DryBundler dis;
+   Bundler dis(udpEndpoint("127.0.0.1", 1), 0, nullptr, DtInetSockFlagsDefault, false);
    dis.setBundling(64, 0, 0, false);
    std::vector<char> bytes(16, 'x');
    DtInetSockChain chain{&bytes};
@@ -183,10 +171,10 @@ TEST(DtDisSocketBundle, BelongsToAnAddressWhateverTheProtocol)
       EXPECT_EQ(dis.addToBundle(0, chain, *to, nullptr), 0);
    EXPECT_EQ(dis.run("a32 f2 a16 F"), " 2: 16 16 =1 3: 16 4: 16 =1");
    for (int const count : {-3, 0, 7})
-      EXPECT_EQ(Bundler::flushAsCallback(dis, count, chain, two), count < 1 ? count : 16);
+      EXPECT_EQ(Bundler::flushBundle(&dis, count, chain, two, nullptr), count < 1 ? count : 16);
    dis.addToBundle(0, chain, two, nullptr);
    dis.answer = 15;
-   EXPECT_EQ(Bundler::flushAsCallback(dis, 7, chain, two), -1);
+   EXPECT_EQ(Bundler::flushBundle(&dis, 7, chain, two, nullptr), -1);
 }
 
 int sendMore(DtInetSocket * socket, int, DtInetSockChain &, DtInetEndpoint & to, void * countdown)
@@ -233,12 +221,6 @@ TEST(DtDisSocketBundle, MoreThan64BuffersAreCutAndKept)
    }
 }
 
-int countCall(DtInetSocket *, int, DtInetSockChain &, DtInetEndpoint &, void * calls)
-{
-   ++*static_cast<int *>(calls);
-   return 0;
-}
-
 TEST(DtDisSocketBundle, TakesNoMemoryOnceItHasSettled)
 {
    LoopbackPeer peer;
@@ -255,6 +237,8 @@ TEST(DtDisSocketBundle, TakesNoMemoryOnceItHasSettled)
    EXPECT_EQ(dis.totalPacketsSent(), 60u + 6) << "each PDU, and each bundle again";
    EXPECT_EQ(dis.totalBytesSent(), 60u * 147 + 6 * (152 * 9 - 5));
    int calls = 0;
+   DtInetSocketProcessingCb const countCall = [](auto *, int, auto &, auto &, void * count)
+   { return ++*static_cast<int *>(count), 0; };
    dis.addProcessingCallback(DtInetSockPostSend, countCall, &calls, 1);
    EXPECT_EQ(dis.send(bytes.data(), bytes.size()), 147);
    EXPECT_EQ(calls, 1) << "also for a PDU that joins a bundle";

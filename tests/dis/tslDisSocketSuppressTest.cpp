@@ -33,9 +33,9 @@ public:
    int sender() { return static_cast<boost::asio::ip::udp::socket *>(disSendSocket())->native_handle(); }
 };
 
-int sendFlat(DtDisSocket & socket, std::string text, DtInetEndpoint to)
+int sendFlat(DtDisSocket & socket, std::string const & text, DtInetEndpoint to)
 {
-   return socket.sendTo(text.data(), text.size(), to);
+   return socket.sendTo(const_cast<char *>(text.data()), text.size(), to);
 }
 
 int sendInChain(DtDisSocket & socket, std::string const & text, DtInetEndpoint to)
@@ -121,11 +121,8 @@ TEST(DtDisSocketSuppress, FailuresAreTold)
    Suppressor mute(nobody, DtInetSockFlagReceive), closed(nobody);
    DtString const from = closed.localSenderEndpoint().toDtString();
    EXPECT_TRUE(closed.closeSocket());
-   for (auto const & [send, name] :
-        std::vector<std::pair<decltype(&sendInChain), DtString>>{
-           {[](DtDisSocket &s, std::string const &t, DtInetEndpoint to) { return sendFlat(s, t, to); },
-            "DtDisSocket::send()/sendTo()"},
-           {sendInChain, "DtDisSocket::sendChain()/sendChainTo()"}})
+   for (auto const & [send, name] : {std::pair(sendFlat, DtString("DtDisSocket::send()/sendTo()")),
+                                     {sendInChain, "DtDisSocket::sendChain()/sendChainTo()"}})
    {
       EXPECT_EQ(send(mute, "x", nobody), -1);
       expectError(mute, 10045, name + ": Send socket not initialized for sending.");
@@ -136,7 +133,7 @@ TEST(DtDisSocketSuppress, FailuresAreTold)
    }
    EXPECT_FALSE(closed.openSocket()) << "a closed socket stays closed";
    Suppressor refused(nobody);
-   auto const refuse = [](DtInetSocket *, int, DtInetSockChain &, DtInetEndpoint &, void *) { return -1; };
+   DtInetSocketProcessingCb const refuse = [](auto *, int, auto &, auto &, void *) { return -1; };
    for (auto const & [when, name] : {std::pair(DtInetSockPostSend, "Post"), {DtInetSockPreSend, "Pre"}})
    {
       refused.addProcessingCallback(when, refuse, nullptr, 1);
@@ -149,13 +146,7 @@ TEST(DtDisSocketSuppress, FailuresAreTold)
 TEST(DtDisSocketSuppress, OptionsReachBothSockets)
 {
    typedef DtDisSocket Dis;
-   struct Option
-   {
-      std::function<bool(Dis &, unsigned long)> set;
-      unsigned long argument;
-      int level, name, value;
-      DtString operation, failure;
-   };
+   typedef std::function<bool(Dis &, unsigned long)> Setter;
    auto const setMcastDevice = [](Dis & dis, unsigned long)
    { return dis.setMcastDevice(DtInetAddr("127.0.0.1")); };
    DtInetEndpoint const nobody = udpEndpoint("127.0.0.1", unusedPort());
@@ -163,7 +154,8 @@ TEST(DtDisSocketSuppress, OptionsReachBothSockets)
    int const noSocket = open("/", O_PATH | O_CLOEXEC);
    dup2(noSocket, broken.sender());
    close(noSocket);
-   for (Option const & option : std::vector<Option>{
+   for (auto const & [set, argument, level, name, wanted, operation, failure] :
+        std::vector<std::tuple<Setter, unsigned long, int, int, int, DtString, DtString>>{
            {&Dis::setBroadcastOption, 0, 1, SO_BROADCAST, 0, "BroadcastOption", "disabling broadcast"},
            {&Dis::setDoNotRouteOption, 1, 1, SO_DONTROUTE, 1, "DoNotRouteOption", "enabling do-not-route"},
            {&Dis::setReuseAddressOption, 1, 1, SO_REUSEADDR, 1, "ReuseAddrOption", "enabling address reuse"},
@@ -180,15 +172,15 @@ TEST(DtDisSocketSuppress, OptionsReachBothSockets)
            {&Dis::setNonBlockingOption, 1, 1, SO_TYPE, SOCK_DGRAM, "NonBlockingOption",
             "enabling non-blocking IO"}})
    {
-      EXPECT_TRUE(option.set(good, option.argument)) << option.failure;
+      EXPECT_TRUE(set(good, argument)) << failure;
       int value = 0;
       socklen_t size = sizeof value;
-      getsockopt(good.sender(), option.level, option.name, &value, &size);
-      EXPECT_EQ(value, option.value) << option.failure;
-      EXPECT_FALSE(option.set(broken, option.argument));
-      char const * const tail = option.level == SOL_SOCKET ? " on send socket\n" : "\n";
+      getsockopt(good.sender(), level, name, &value, &size);
+      EXPECT_EQ(value, wanted) << failure;
+      EXPECT_FALSE(set(broken, argument));
+      char const * const tail = level == SOL_SOCKET ? " on send socket\n" : "\n";
       expectError(broken, 10009,
-                  "DtDisSocket::setSendSock" + option.operation + "(): Error " + option.failure + tail +
+                  "DtDisSocket::setSendSock" + operation + "(): Error " + failure + tail +
                      "Bad file descriptor");
    }
    EXPECT_NE(fcntl(good.sender(), F_GETFL) & O_NONBLOCK, 0);
