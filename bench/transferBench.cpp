@@ -36,7 +36,7 @@ public:
       : myFolder(std::filesystem::temp_directory_path() / ("tslBench" + std::to_string(getpid()))),
         myFile((myFolder / "file").string()),
         myReceiver(0, false, 1, (myFolder / "in").c_str()),
-        mySender(0, true, 0, myFolder.c_str())
+        mySender(0, false, 1, myFolder.c_str())
    {
       std::string const content(theMessages * (theLimit - 8) - 13 - sizeof "file", 'x');
       std::ofstream(myFile, std::ios::binary) << content;

@@ -31,6 +31,9 @@ constexpr double thePause = 0.01;
 /// Connections whose transfer is over stay until their peers close them, but no more than these.
 constexpr std::size_t theMaxFinished = 64;
 
+/// How far ahead of what has come there is to be room.
+constexpr std::size_t theGrowth = 4;
+
 bool deleteSocket(DtInetSocket * socket, void *)
 {
    delete socket;
@@ -86,17 +89,14 @@ DtInetFileTransportObject::~DtInetFileTransportObject() = default;
 
 DtInetFileTransporter::DtInetFileTransporter(int port, bool searchPorts, int portRange,
                                              DtFilename const & directory, int * portFound, bool useIPv6)
-   : myTransportPort(port), mySilenceLimit(30.0), myIsTicking(false)
+   : myTransportPort(port),
+     mySilenceLimit(30.0),
+     myFamily(useIPv6 ? DtInetUtils::DtInetFamilyIpv6 : DtInetUtils::DtInetFamilyIpv4),
+     myIsTicking(false)
 {
    setTargetDirectory(directory);
-   listen(searchPorts ? portRange : 1, useIPv6);
-   if (mySocketMgr)
-   {
-      mySocketMgr->addSocketAdditionCallback(receiveFileCb, this, -1);
-      mySocketMgr->addSocketRemovalCallback(deleteSocket, nullptr, -1);
-      myTransportPort = mySocketMgr->serverSocket()->localPort();
-   }
-   else
+   listen(port, searchPorts ? portRange : 1);
+   if (!mySocketMgr)
    {
       DtWarn << "Tessaly(DtInetFileTransporter) Could not find a free port in range " << port << " to "
              << std::int64_t(port) + portRange << std::endl;
@@ -106,18 +106,21 @@ DtInetFileTransporter::DtInetFileTransporter(int port, bool searchPorts, int por
       *portFound = myTransportPort;
 }
 
-void DtInetFileTransporter::listen(int tries, bool useIPv6)
+void DtInetFileTransporter::listen(std::int64_t firstPort, int tries)
 {
-   DtInetUtils::DtInetAddrFamily const family =
-      useIPv6 ? DtInetUtils::DtInetFamilyIpv6 : DtInetUtils::DtInetFamilyIpv4;
-   std::int64_t const end = std::min<std::int64_t>(std::int64_t(myTransportPort) + tries, USHRT_MAX + 1);
-   for (std::int64_t port = std::max(myTransportPort, 0); port < end && !mySocketMgr; ++port)
+   std::int64_t const end = std::min<std::int64_t>(firstPort + tries, USHRT_MAX + 1);
+   for (std::int64_t port = std::max<std::int64_t>(firstPort, 0); port < end; ++port)
    {
-      DtInetEndpoint endpoint = tcpEndpoint(DtInetAddr(family), port);
+      DtInetEndpoint endpoint = tcpEndpoint(DtInetAddr(myFamily), port);
       auto manager =
-         std::make_unique<DtInetSocketMgr>(endpoint, nullptr, theServerFlags, theConnectionFlags, family);
-      if (manager->serverSocket()->getLastError() == 0)
-         mySocketMgr = std::move(manager);
+         std::make_unique<DtInetSocketMgr>(endpoint, nullptr, theServerFlags, theConnectionFlags, myFamily);
+      if (manager->serverSocket()->getLastError() != 0)
+         continue;
+      manager->addSocketAdditionCallback(receiveFileCb, this, -1);
+      manager->addSocketRemovalCallback(deleteSocket, nullptr, -1);
+      myTransportPort = manager->serverSocket()->localPort();
+      mySocketMgr = std::move(manager);
+      return;
    }
 }
 
@@ -125,6 +128,7 @@ DtInetFileTransporter::~DtInetFileTransporter()
 {
    if (mySocketMgr)
       mySocketMgr->removeSocketAdditionCallback(receiveFileCb, this);
+   mySocketMgr.reset();
 }
 
 void DtInetFileTransporter::setTargetDirectory(DtFilename const & directory)
@@ -159,6 +163,11 @@ void DtInetFileTransporter::tick()
       ~Ticking() { isTicking = false; }
       bool & isTicking;
    } const ticking(myIsTicking);
+   if (!mySocketMgr->serverSocket()->isOk())
+   {
+      mySocketMgr->serverSocket()->closeSocket();
+      listen(myTransportPort, 1);
+   }
    mySocketMgr->processConnections();
    dropFinishedConnections();
 }
@@ -335,14 +344,15 @@ bool DtInetFileTransporter::takeContent(DtInetFileTransportObject & object, char
    try
    {
       if (needed > object.content.capacity())
-         object.content.reserve(std::max(needed, std::min(all + 1, 2 * needed)));
-      object.content.resize(needed);
+         object.content.reserve(std::max(needed, std::min(all + 1, theGrowth * needed)));
+      object.content.resize(before);
+      object.content.insert(object.content.end(), content, content + taken);
+      object.content.push_back('\0');
    }
    catch (std::bad_alloc const &)
    {
       return false;
    }
-   std::copy_n(content, taken, object.content.data() + before);
    object.bytesReceived += static_cast<int>(taken);
    return true;
 }

@@ -6,6 +6,7 @@
 #include "tslutil/tslutilExport.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <iosfwd>
 #include <map>
 #include <memory>
@@ -95,7 +96,8 @@ public:
    /// Closes all connections. What is incomplete is dropped.
    virtual ~DtInetFileTransporter();
    /// Receives what peers have connected to send, each transfer to its end, then drops the connections whose
-   /// peers are done. Call it regularly. From inside a callback it does nothing of use.
+   /// peers are done. Call it regularly. From inside a callback it does nothing. A listening socket that has
+   /// failed, as for want of descriptors, is made anew.
    virtual void tick();
    /// The port that this listens on; all bits set without one.
    virtual unsigned int port() const;
@@ -143,7 +145,7 @@ protected:
 private:
    struct Outgoing;
 
-   void listen(int tries, bool useIPv6);
+   void listen(std::int64_t firstPort, int tries);
    void dropFinishedConnections();
    void sendContent(DtFilename const & file, Outgoing const & out, DtInetTcpSocket & socket);
    bool takeMessage(tsl::MessageReader const & message, std::set<int> & begun);
@@ -157,5 +159,6 @@ private:
    DtFilename myTargetDir;
    std::map<int, DtInetFileTransportObject> myTransportObjects;
    double mySilenceLimit;
+   DtInetUtils::DtInetAddrFamily const myFamily;
    bool myIsTicking;
 };
