@@ -42,8 +42,7 @@ std::string lettersOf(DtList const & list)
 /// Notes the calls of the slots.
 struct Noting : DtList
 {
-   using DtList::addToList;
-   using DtList::removeFromList;
+   using DtList::addToList, DtList::removeFromList;
    void addToList(DtListItem * item, DtListItem * after) override
    {
       DtList::addToList(item, after);
@@ -122,8 +121,7 @@ struct Object : DtListedObj
 
 struct Objects : DtIntrusiveList
 {
-   using DtIntrusiveList::removeAllAndDelete;
-   using DtIntrusiveList::removeAndDelete;
+   using DtIntrusiveList::removeAllAndDelete, DtIntrusiveList::removeAndDelete;
    void put(DtListedObj & object) { add(&object); }
 };
 

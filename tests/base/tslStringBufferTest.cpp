@@ -15,6 +15,24 @@ namespace
 
 using namespace std::string_literals;
 
+/// What writing a text into so many bytes gives: the result, and those bytes and the one behind them.
+std::pair<int, std::string> written(DtStringEncodingType type, int size, char const * text, bool wide = false)
+{
+   std::string buffer(static_cast<std::size_t>(size) + 1, '#');
+   int const result = DtStringToBuffer(type, &buffer[0], size, text, wide);
+   return {result, buffer};
+}
+
+/// What reading gives: the result, and the text, "before" if it was left alone.
+std::pair<int, std::string> read(DtStringEncodingType type, std::string const & bytes, int size,
+                                 bool wide = false)
+{
+   DtString text("before");
+   std::vector<char> const buffer(bytes.begin(), bytes.end());
+   int const result = DtStringFromBuffer(type, &text, buffer.data(), size, wide);
+   return {result, text.stdString()};
+}
+
 TEST(DtStringBuffer, WritesEachFormAndNothingIfItDoesNotFit)
 {
    std::string const forms[] = {"\0\0\0\3abc"s, "abc", "abc\0"s, "abc\0"s, "abc", "abc", "abc", ""};
@@ -23,18 +41,14 @@ TEST(DtStringBuffer, WritesEachFormAndNothingIfItDoesNotFit)
       std::string const & bytes = forms[number < 0 ? 7 : number];
       DtStringEncodingType const type = DtStringEncodingType(number);
       int const size = static_cast<int>(bytes.size());
-      std::string buffer(bytes.size() + 1, '#');
-      EXPECT_EQ(DtStringToBuffer(type, &buffer[0], size - 1, "abc"), 0);
-      EXPECT_EQ(buffer, std::string(bytes.size() + 1, '#'));
-      EXPECT_EQ(DtStringToBuffer(type, &buffer[0], size, "abc"), size);
-      EXPECT_EQ(buffer, bytes + "#");
+      EXPECT_TRUE(size == 0 ||
+                  written(type, size - 1, "abc") == std::pair(0, std::string(bytes.size(), '#')));
+      EXPECT_EQ(written(type, size, "abc"), std::pair(size, bytes + "#"));
       EXPECT_EQ(DtStringGetNetPadding(type), std::max(size - 3, 0));
-
-      DtString read("before");
       bool const readable = number >= 0 && number < 6;
-      EXPECT_EQ(DtStringFromBuffer(type, &read, bytes.c_str(), size), readable ? size : 0);
-      EXPECT_STREQ(read, readable ? "abc" : "before");
+      EXPECT_EQ(read(type, bytes + '\0', size), readable ? std::pair(size, "abc"s) : std::pair(0, "before"s));
    }
+   EXPECT_EQ(DtStringToBuffer(DtStringEncodingType(7), nullptr, -1, "abc"), 0);
 }
 
 TEST(DtStringBuffer, ReadsDoubtfulBuffersAsTold)
@@ -57,36 +71,22 @@ TEST(DtStringBuffer, ReadsDoubtfulBuffersAsTold)
       {1, false, "abc"s, 2, 2, "ab"},
       {5, false, "abc"s, 0, 0, ""}};
    for (auto const & [type, wide, bytes, size, used, text] : rows)
-   {
-      DtString read("before");
-      std::vector<char> const buffer(bytes.begin(), bytes.end());
-      EXPECT_EQ(DtStringFromBuffer(DtStringEncodingType(type), &read, buffer.data(), size, wide), used)
-         << bytes;
-      EXPECT_EQ(read.stdString(), text) << bytes;
-   }
+      EXPECT_EQ(read(DtStringEncodingType(type), bytes, size, wide), std::pair(used, text)) << bytes;
 }
 
 TEST(DtStringBuffer, CountsFollowTheOrderingAndTheirLengthTheReader)
 {
-   char buffer[10] = "#########";
-   DtString read;
-   EXPECT_EQ(DtStringToBuffer(DtStringCounted, buffer, 7, "ab", true), 0);
-   EXPECT_EQ(DtStringToBuffer(DtStringCounted, buffer, 8, "ab", true), 8);
-   EXPECT_EQ(std::string(buffer, 9), "\0\0\0\2\0a\0b#"s);
-   EXPECT_EQ(DtStringFromBuffer(DtStringCounted, &read, buffer, 8, true), 8);
-   EXPECT_STREQ(read, "ab");
+   EXPECT_EQ(written(DtStringCounted, 7, "ab", true), std::pair(0, "########"s));
+   EXPECT_EQ(written(DtStringCounted, 8, "ab", true), std::pair(8, "\0\0\0\2\0a\0b#"s));
+   EXPECT_EQ(read(DtStringCounted, "\0\0\0\2\0a\0b"s, 8, true), std::pair(8, "ab"s));
    DtSetNetworkByteOrdering(DtHostByteOrder);
-   EXPECT_EQ(DtStringToBuffer(DtStringCounted, buffer, 6, "ab"), 6);
-   EXPECT_EQ(std::string(buffer, 6), "\2\0\0\0ab"s);
+   EXPECT_EQ(written(DtStringCounted, 6, "ab"), std::pair(6, "\2\0\0\0ab#"s));
    // The characters are written high byte first in either ordering, but not read so.
-   EXPECT_EQ(DtStringToBuffer(DtStringCounted, buffer, 8, "ab", true), 8);
-   EXPECT_EQ(std::string(buffer, 8), "\2\0\0\0\0a\0b"s);
-   EXPECT_EQ(DtStringFromBuffer(DtStringCounted, &read, "\1\0\0\0c\0", 6, true), 6);
-   EXPECT_STREQ(read, "c");
+   EXPECT_EQ(written(DtStringCounted, 8, "ab", true), std::pair(8, "\2\0\0\0\0a\0b#"s));
+   EXPECT_EQ(read(DtStringCounted, "\1\0\0\0c\0"s, 6, true), std::pair(6, "c"s));
    DtSetNetworkByteOrdering(DtNetByteOrder);
    DtVariableArraySizeLength = 6;
-   EXPECT_EQ(DtStringFromBuffer(DtStringCounted, &read, "\0\0\0\2##xy", 8), 8);
-   EXPECT_STREQ(read, "xy");
+   EXPECT_EQ(read(DtStringCounted, "\0\0\0\2##xy"s, 8), std::pair(8, "xy"s));
    EXPECT_EQ(DtStringGetNetPadding(DtStringCounted), 6);
    DtVariableArraySizeLength = 4;
 }

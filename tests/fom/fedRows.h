@@ -35,31 +35,17 @@ public:
    bool knownInteractionClass(DtString const &) const override { return false; }
    void removeAllClasses() override {}
 
-   using DtFedTarget::addUnresolvedAttributeDimension;
-   using DtFedTarget::addUnresolvedInteractionDimension;
-   using DtFedTarget::checkStringsIgnoringWhiteSpaceAndNewline;
-   using DtFedTarget::compareSemantics;
-   using DtFedTarget::mergeUnresolved;
-   using DtFedTarget::merging;
-   using DtFedTarget::modelIdentification;
-   using DtFedTarget::notes;
-   using DtFedTarget::removeResolvedAttribute;
-   using DtFedTarget::removeResolvedInteractionDimension;
-   using DtFedTarget::strictSwitches;
-   using DtFedTarget::transportTypes;
-   using DtFedTarget::unionUnresolvedAttributeDimensions;
-   using DtFedTarget::unionUnresolvedAttributeTransportation;
-   using DtFedTarget::unionUnresolvedInteractionDimensions;
-   using DtFedTarget::unionUnresolvedInteractionTransportation;
-   using DtFedTarget::unresolvedAttributeDimensions;
-   using DtFedTarget::unresolvedInteractionTransportation;
-
-   using DtFedTarget::arrayDatatypes;
-   using DtFedTarget::basicDataRepresentations;
-   using DtFedTarget::enumeratedDatatypes;
-   using DtFedTarget::fixedRecordDatatypes;
-   using DtFedTarget::simpleDatatypes;
-   using DtFedTarget::variantRecordDatatypes;
+   using DtFedTarget::addUnresolvedAttributeDimension, DtFedTarget::addUnresolvedInteractionDimension,
+      DtFedTarget::checkStringsIgnoringWhiteSpaceAndNewline, DtFedTarget::compareSemantics,
+      DtFedTarget::mergeUnresolved, DtFedTarget::merging, DtFedTarget::modelIdentification,
+      DtFedTarget::notes, DtFedTarget::removeResolvedAttribute,
+      DtFedTarget::removeResolvedInteractionDimension, DtFedTarget::strictSwitches,
+      DtFedTarget::transportTypes, DtFedTarget::unionUnresolvedAttributeDimensions,
+      DtFedTarget::unionUnresolvedAttributeTransportation, DtFedTarget::unionUnresolvedInteractionDimensions,
+      DtFedTarget::unionUnresolvedInteractionTransportation, DtFedTarget::unresolvedAttributeDimensions,
+      DtFedTarget::unresolvedInteractionTransportation, DtFedTarget::arrayDatatypes,
+      DtFedTarget::basicDataRepresentations, DtFedTarget::enumeratedDatatypes,
+      DtFedTarget::fixedRecordDatatypes, DtFedTarget::simpleDatatypes, DtFedTarget::variantRecordDatatypes;
 };
 
 /// The fields of a row, at least eight.

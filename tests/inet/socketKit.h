@@ -52,16 +52,10 @@ inline std::string told(int answer, DtInetSocket & socket)
 /// Reaches what a socket keeps protected.
 struct OpenUdpSocket : DtInetUdpSocket
 {
-   using DtInetSocket::fail;
-   using DtInetSocket::findAndRemoveCallback;
-   using DtInetSocket::myCallbacks;
-   using DtInetSocket::myDestination;
-   using DtInetSocket::myLocalEndpoint;
-   using DtInetSocket::myTerminationCode;
-   using DtInetSocket::myTerminationText;
-   using DtInetSocket::refuse;
-   using DtInetUdpSocket::DtInetUdpSocket;
-   using DtInetUdpSocket::setSecondUdpSocket;
+   using DtInetSocket::fail, DtInetSocket::findAndRemoveCallback, DtInetSocket::myCallbacks,
+      DtInetSocket::myDestination, DtInetSocket::myLocalEndpoint, DtInetSocket::myTerminationCode,
+      DtInetSocket::myTerminationText, DtInetSocket::refuse, DtInetUdpSocket::DtInetUdpSocket,
+      DtInetUdpSocket::setSecondUdpSocket;
 };
 
 /// A test with a peer of the system's own, which must not hang.

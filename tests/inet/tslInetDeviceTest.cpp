@@ -44,10 +44,8 @@ std::string text(std::vector<DtInetAddr> const & groups)
 class OpenDevice : public DtInetDevice
 {
 public:
-   using DtInetDevice::DtInetDevice;
-   using DtInetDevice::init;
-   using DtInetDevice::initMACAddrString;
-   using DtInetDevice::scanDeviceByName;
+   using DtInetDevice::DtInetDevice, DtInetDevice::init, DtInetDevice::initMACAddrString,
+      DtInetDevice::scanDeviceByName;
 
    /// Name, then addresses, IPv4 netmask and broadcast addresses and groups of both families; or what failed.
    std::string told() const
@@ -375,8 +373,8 @@ TEST_F(InetScan, GoesThroughManyInterfaces)
    for (std::string n = "0"; n != "150"; n = std::to_string(std::stoi(n) + 1))
       commands += "link add a" + n + " type veth\naddr add 10.1." + n + ".1/24 dev a" + n + "\n";
    network->ip(commands);
-   EXPECT_EQ(scanInetDevices(false, false).size(), 301u);
-   EXPECT_EQ(scanBroadcastDevices(false, false).size(), 151u);
+   EXPECT_TRUE(scanInetDevices(false, false).size() == 301 &&
+               scanBroadcastDevices(false, false).size() == 151);
    EXPECT_STREQ(DtInetDevice("10.1.149.1", DtInetFamilyIpv4).deviceName(), "a149");
 }
 

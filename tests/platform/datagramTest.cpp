@@ -63,15 +63,13 @@ struct Socket
 TEST(PlatformSocket, IsNotInheritedAndTellsWhatCanBeAPeer)
 {
    Socket const socket(named("127.0.0.1", 0));
-   EXPECT_EQ(fcntl(socket.handle, F_GETFD), FD_CLOEXEC);
-   EXPECT_EQ(shutdownSocket(socket.handle), 0);
-   EXPECT_EQ(checkPeer(named("127.0.0.1", 1).data()), 0);
-   EXPECT_EQ(checkPeer(named("::1", 1).data()), 0);
+   EXPECT_TRUE(fcntl(socket.handle, F_GETFD) == FD_CLOEXEC && shutdownSocket(socket.handle) == 0);
+   for (SocketName const & name : {named("127.0.0.1", 1), named("::1", 1)})
+      EXPECT_EQ(checkPeer(name.data()), 0);
    for (SocketName const & name :
         {named("127.0.0.1", 0), named("0.0.0.0", 1), named("::1", 0), named("::", 1)})
       EXPECT_EQ(checkPeer(name.data()), EADDRNOTAVAIL);
-   EXPECT_EQ(checkPeer(nullptr), EDESTADDRREQ);
-   EXPECT_EQ(closeSocket(noSocket), EBADF);
+   EXPECT_TRUE(checkPeer(nullptr) == EDESTADDRREQ && closeSocket(noSocket) == EBADF);
 }
 
 // Where the system doesn't bind it to an interface, as here to one that isn't there, the filter does alone

@@ -31,8 +31,7 @@ TEST(SocketError, NumbersOfErrorCodesGoByTheirCategory)
       {error::service_not_found, 10109},
       {error_code(), 0},
       {error_code(EHOSTUNREACH, boost::system::generic_category()), 10065},
-      {error_code(EXDEV, boost::system::system_category()), EXDEV},
-   };
+      {error_code(EXDEV, boost::system::system_category()), EXDEV}};
    for (auto const & [code, number] : rows)
       EXPECT_EQ(socketErrorNumber(code), number) << code.message();
 }
