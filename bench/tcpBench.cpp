@@ -1,16 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Streams of TCP sockets beside the system calls.
 #include "bench/compare.h"
-#include "bench/datagrams.h"
 
 #include "tslutil/inet/tslInetTcpSocket.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <unistd.h>
-
-#include <array>
 
 namespace
 {
@@ -73,60 +67,5 @@ bool const streams[] = {
    addComparison({"TCP send and recv, 144 bytes", "send and recv", 1.02, 0},
                  [](Bench & bench) { measureAcross(bench, 144, 500); }),
 };
-
-/// Connections that wait on a listener to be accepted, closed after each block.
-struct Waiting
-{
-   explicit Waiting(unsigned short port) : to(loopbackName(port)) {}
-   ~Waiting() { drop(); }
-
-   void connect(std::size_t count)
-   {
-      drop();
-      for (std::size_t i = 0; i < count; ++i)
-      {
-         descriptors.push_back(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-         linger const none{1, 0};
-         ::setsockopt(descriptors.back(), SOL_SOCKET, SO_LINGER, &none, sizeof none);
-         ::connect(descriptors.back(), reinterpret_cast<sockaddr const *>(&to), sizeof to);
-      }
-   }
-
-   void drop()
-   {
-      for (int const descriptor : descriptors)
-         ::close(descriptor);
-      descriptors.clear();
-   }
-
-   sockaddr_in to;
-   std::vector<int> descriptors;
-};
-
-constexpr std::size_t theAccepts = 64;
-
-/// What a program does that has no library: it accepts and sets what it wants of the connection.
-int acceptRaw(int listener)
-{
-   sockaddr_in peer;
-   socklen_t size = sizeof peer;
-   return ::accept4(listener, reinterpret_cast<sockaddr *>(&peer), &size, SOCK_CLOEXEC);
-}
-
-bool const accepts = addComparison({"TCP acceptConnection and close", "accept and close", 1.35, -1},
-                                   [](Bench & bench)
-                                   {
-                                      DtInetTcpSocket server(0);
-                                      Waiting waiting(server.localPort());
-                                      bench.blockSize = theAccepts;
-                                      bench.prepare = [&](std::size_t count) { waiting.connect(count); };
-                                      bench.run(
-                                         [&]
-                                         {
-                                            DtInetTcpSocket accepted;
-                                            server.acceptConnection(&accepted, theFlags);
-                                         },
-                                         [&] { ::close(acceptRaw(static_cast<int>(server.descriptor()))); });
-                                   });
 
 } // namespace

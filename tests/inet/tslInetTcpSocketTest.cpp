@@ -286,7 +286,7 @@ TEST(DtInetTcpSocket, EndOfThePeerGoesToTheTerminationRecord)
    // What comes of it, whether it is a reset, and the calls that notice it, each with the client's flags.
    std::tuple<std::string, bool, std::string> const rows[] = {
       {"2 Connection terminated by peer", false, "r 2 v 2 r 42 v 42 r 342 s 342"},
-      {"10054 Connection reset by peer", true, "r 2 v 42 s 42 c 2"},
+      {"10054 Connection reset by peer", true, "r 2 v 42 s 42 c 2 s 342"},
       {"10054 Broken pipe", false, "s 2"}};
    for (auto const & [record, isReset, calls] : rows)
    {
