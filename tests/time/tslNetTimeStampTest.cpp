@@ -55,7 +55,7 @@ TEST(DtNetTimeStamp, DropsHoursCutsNegativeTimesAndKeepsTheType)
       {3661.5, valueOf(DtNetTimeStamp(61.5, DtTimeStampRelative))}};
    // clang-format on
    for (auto const & [seconds, word] : rows)
-      for (unsigned const type : {0, 1})
+      for (unsigned const type : {0u, 1u})
       {
          DtNetTimeStamp stamp(0, DtTimeStampType(type));
          stamp.setTime(seconds);
