@@ -121,8 +121,8 @@ TEST(DtDisSocketSuppress, FailuresAreTold)
    Suppressor mute(nobody, DtInetSockFlagReceive), closed(nobody);
    DtString const from = closed.localSenderEndpoint().toDtString();
    EXPECT_TRUE(closed.closeSocket());
-   for (auto const & [send, name] : {std::pair(sendFlat, DtString("DtDisSocket::send()/sendTo()")),
-                                     {sendInChain, "DtDisSocket::sendChain()/sendChainTo()"}})
+   for (auto const & [send, name] : {std::pair(&sendFlat, DtString("DtDisSocket::send()/sendTo()")),
+                                     {&sendInChain, "DtDisSocket::sendChain()/sendChainTo()"}})
    {
       EXPECT_EQ(send(mute, "x", nobody), -1);
       expectError(mute, 10045, name + ": Send socket not initialized for sending.");
