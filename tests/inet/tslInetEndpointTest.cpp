@@ -230,10 +230,14 @@ TEST(EndpointAccess, ASenderIsWhatSetEndpointMakesOfIt)
    DtInetEndpoint const tcp(DtInetAddr("10.9.9.9"), 9, DtInetProtoTcp);
    DtInetEndpoint const masked(DtInetAddr("10.0.0.1", "255.255.255.0"), 3000, DtInetProtoUdp);
    DtInetEndpoint const none(DtInetAddr("10.9.9.9"), 9);
-   DtInetEndpoint sender;
+   DtInetEndpoint sender, copy;
    for (char const * address :
         {"10.0.0.1", "10.0.0.2", "fe80::1%3", "fe80::1%4", "::%4", "::", "0.0.0.0", "10.0.0.1"})
+   {
       expectSender(sender, address, 3000);
+      copy = sender;
+      EXPECT_STREQ(copy.toDtString(true), sender.toDtString(true));
+   }
    DtInetEndpoint from(tcp);
    for (DtInetEndpoint const & other : {sender, tcp, masked, none, sender})
    {
