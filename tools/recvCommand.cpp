@@ -38,10 +38,10 @@ ExitCode receive(ReceiveOptions const & options)
    LibraryWords words;
    TransferProgress progress = progressOnTerminal();
    FileReceiver receiver(options, words, std::cout, std::cerr, progress);
-   std::cerr << "tsl: listening on port " << receiver.port() << ", files go into " << options.into
-             << std::endl;
    std::signal(SIGINT, interrupt);
    std::signal(SIGTERM, interrupt);
+   std::cerr << "tsl: listening on port " << receiver.port() << ", files go into " << options.into
+             << std::endl;
    while (isInterrupted == 0 && !receiver.isDone())
    {
       receiver.tick();

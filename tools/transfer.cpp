@@ -213,8 +213,8 @@ void FileReceiver::finishFile(DtInetFileTransportObject & object)
    DtInetFileTransporter::finishFile(object);
    myProgress.end();
    if (!myIsWritten)
-      return fail(shownName(myName) + " is lost: " + shownName(myWords.takeLastLine()) +
-                  ". Is there room, and may " + myOptions.into + " be written to?");
+      return fail(shownName(myName) + " is lost: it can't be written into " + myOptions.into +
+                  ". Is there room, and may the folder and a file of this name be written to?");
    ++myGood;
    myOut << line << std::endl;
 }

@@ -45,8 +45,7 @@ TEST(TslTransfer, BringsFilesOverOrSaysWhyNotAndTellsDigestsAtBothEnds)
          {
             // A stranger sends what the program itself does not.
             return name == "x" ? Program("send --to localhost:" + port + " " + file).out == line
-                               : std::system(("! which python3 >/dev/null || python3 " TEST_DATA_DIR
-                                              "/transfer/peer.py send 127.0.0.1 " +
+                               : std::system(("python3 " TEST_DATA_DIR "/transfer/peer.py send 127.0.0.1 " +
                                               port + " " + file + " 2>/dev/null")
                                                 .c_str()) == 0;
          }));
@@ -57,8 +56,10 @@ TEST(TslTransfer, BringsFilesOverOrSaysWhyNotAndTellsDigestsAtBothEnds)
       EXPECT_EQ(std::filesystem::exists(in + "/x") ? folder.read("in/x") : "", told.empty() ? content : old);
       std::filesystem::remove(folder.path(name));
    }
-   EXPECT_EQ(std::system(("timeout -s INT --preserve-status 1 " TSL_PROGRAM " recv --port 0 --into " + in +
-                          " 2>/dev/null")
+   std::string const err = folder.path("err"),
+                     receive = TSL_PROGRAM " recv --port 0 --into " + in + " 2>" + err;
+   EXPECT_EQ(std::system((receive + " & until grep -q listening " + err +
+                          "; do sleep 0.1; done; kill -TERM $!; wait $!")
                             .c_str()),
              0);
 }
