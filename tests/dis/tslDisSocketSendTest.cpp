@@ -177,22 +177,18 @@ TEST(DtDisSocketBundle, BelongsToAnAddressWhateverTheProtocol)
    EXPECT_EQ(Bundler::flushBundle(&dis, 7, chain, two, nullptr), -1);
 }
 
-int sendMore(DtInetSocket * socket, int, DtInetSockChain &, DtInetEndpoint & to, void * countdown)
-{
-   if (--*static_cast<int *>(countdown) == 0)
-   {
-      static_cast<Bundler *>(socket)->sendPdu(20, to.port());
-      static_cast<Bundler *>(socket)->flush();
-   }
-   return 0;
-}
-
 TEST(DtDisSocketBundle, CallbackOfASendMaySendAndFlush)
 {
    LoopbackPeer peer;
    Bundler dis(udpEndpoint("127.0.0.1", peer.port()), unusedPort());
    dis.setBundling(100, 0, 0, false);
    int countdown = 2;
+   DtInetSocketProcessingCb const sendMore = [](auto * socket, int, auto &, auto & to, void * left)
+   {
+      if (--*static_cast<int *>(left) == 0 && static_cast<Bundler *>(socket)->sendPdu(20, to.port()) == 20)
+         static_cast<Bundler *>(socket)->flush();
+      return 0;
+   };
    dis.addProcessingCallback(DtInetSockPostSend, sendMore, &countdown, 1);
    dis.sendPdu(30, peer.port());
    EXPECT_EQ(dis.flush(), 1);
