@@ -6,8 +6,8 @@
 #include <signal.h>
 #include <thread>
 
-/// Interrupts a thread a thousand times a second with a signal that isn't to restart calls: whatever waits has
-/// to go on. One at a time.
+/// Interrupts a thread a thousand times a second with a signal that isn't to restart calls: whatever waits
+/// has to go on. One at a time.
 ///
 ///    SignalStorm const storm;   // over the calling thread
 ///    EXPECT_EQ(socket.recv(bytes, 5), 5);
