@@ -146,8 +146,10 @@ int statusOf(void (*body)(), bool foreground)
       EXPECT_FALSE(isRaw());
       kill(child, SIGCONT);
       int last = 0;
-      EXPECT_EQ(waitpid(child, &last, 0), child);
+      EXPECT_EQ(waitpid(child, &last, WUNTRACED), child);
       EXPECT_EQ(last, 0);
+      if (WIFSTOPPED(last))
+         kill(child, SIGKILL);
    }
    tcsetpgrp(0, getpgrp());
    EXPECT_FALSE(isRaw());

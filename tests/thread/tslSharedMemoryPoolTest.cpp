@@ -45,26 +45,6 @@ std::filesystem::path fileOf(char const * end = "")
    return "/dev/shm/tslutil.test%2F" + theProcess + "%25" + end;
 }
 
-/// A process that runs `body`, ends with what it returns, and does at its end what processes do.
-pid_t start(std::function<int()> const & body)
-{
-   pid_t const child = fork();
-   if (child == 0)
-   {
-      alarm(60);
-      std::exit(body());
-   }
-   return child;
-}
-
-/// What a process ended with; minus the signal's number if that killed it.
-int ended(pid_t child)
-{
-   int status = 0;
-   waitpid(child, &status, 0);
-   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
 /// The message of what `join` throws.
 std::string thrownBy(std::function<void()> const & join)
 {
@@ -77,6 +57,28 @@ std::string thrownBy(std::function<void()> const & join)
       return exception.message();
    }
    return "nothing";
+}
+
+/// A process that runs `body`, ends with what it returns, and does at its end what processes do.
+pid_t start(std::function<int()> const & body)
+{
+   pid_t const child = fork();
+   if (child == 0)
+   {
+      alarm(60);
+      int result = 99;
+      thrownBy([&] { result = body(); });
+      std::exit(result);
+   }
+   return child;
+}
+
+/// What a process ended with; minus the signal's number if that killed it.
+int ended(pid_t child)
+{
+   int status = 0;
+   waitpid(child, &status, 0);
+   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
 char * at(Manager const & manager)
