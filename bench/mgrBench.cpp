@@ -42,9 +42,12 @@ public:
    void connect(unsigned short port, std::size_t count)
    {
       sockaddr_in const name = loopbackName(port);
+      // Closed without lingering, they don't use up the host's ports.
+      linger const none{1, 0};
       for (std::size_t i = 0; i < count; ++i)
       {
          descriptors.push_back(::socket(AF_INET, SOCK_STREAM, 0));
+         ::setsockopt(descriptors.back(), SOL_SOCKET, SO_LINGER, &none, sizeof none);
          ::connect(descriptors.back(), reinterpret_cast<sockaddr const *>(&name), sizeof name);
       }
    }
