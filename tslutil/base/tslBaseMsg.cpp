@@ -102,7 +102,7 @@ void DtBaseMsg::deleteBytes(void * where, int count, bool quiet)
 
 void DtBaseMsg::deleteBytes(int offset, int count, bool quiet)
 {
-   assert(offset >= 0 && count >= 0 && offset + count <= myLength);
+   assert(offset >= 0 && count >= 0 && count <= myLength - offset);
    if (count == 0)
       return;
    std::vector<char> const tail(myData + offset + count, myData + myLength);

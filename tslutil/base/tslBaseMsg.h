@@ -51,7 +51,8 @@ public:
    /// Zeroes all bytes.
    virtual void clearAll();
    /// This message's own buffer, with room for `size` bytes at least. One that is made anew replaces the old
-   /// one, whose contents are lost. What netRep and length say stays.
+   /// one, which is freed with its contents. What netRep and length say stays all the same: a message that
+   /// lay in the old one is of use again after initMsg.
    virtual void * newInternalBuffer(int size);
 
 protected:

@@ -36,7 +36,8 @@ public:
    /// Removes a target; false if it isn't there.
    virtual bool deRegisterObservedBy(DtAbsNotifyObserver * target);
    /// Tells all targets, in the order of registration. A DtPendingDelete sent by hand has observers forget
-   /// the object, which still knows them, and silences the destructor until another notice is given.
+   /// the object, which still knows them, and silences the destructor until another notice is given; such
+   /// observers must outlive that notice.
    virtual void notifyAllObservers(DtWhyNotifyObserver const & why);
 
    /// Gives the notice DtPendingDelete, then deletes the object; nothing for null.

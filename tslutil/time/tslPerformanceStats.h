@@ -19,7 +19,7 @@ public:
    /// Adds a sample to a statistic.
    void addTime(unsigned int index, double sample);
 
-   /// What the statistic of that number tells.
+   /// The average of a statistic; not a number if it has no samples.
    double avg(unsigned int index) const;
    /// The last sample of a statistic.
    double last(unsigned int index) const;

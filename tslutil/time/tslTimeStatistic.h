@@ -21,9 +21,9 @@ public:
 
    /// The last sample.
    double last() const { return myLast; }
-   /// The smallest and the largest sample since the last reset.
+   /// The smallest sample since the last reset.
    double minimum() const { return myMinimum; }
-   /// The largest.
+   /// The largest sample since the last reset.
    double maximum() const { return myMaximum; }
    /// The average; not a number if there are no samples.
    double avg() const;
