@@ -7,12 +7,11 @@
 
 #include <cstring>
 #include <string>
-#include <tuple>
 
 namespace
 {
 
-/// Keeps what it is told of each change: the size, and the bytes at that moment.
+/// Keeps what it is told of each change, the size and the bytes at that moment, and counts calls of slots.
 struct Message : DtBaseMsg
 {
    explicit Message(std::string const & text = "", DtBufferPlaceHolder * holder = nullptr)
@@ -22,38 +21,25 @@ struct Message : DtBaseMsg
    Message(Message const & other, DtBufferPlaceHolder * holder) : DtBaseMsg(other, holder) {}
    void sizeChanged(int newSize) override { told += std::to_string(newSize) + ":" + bytes(); }
    void changeSize(int newSize, bool quiet) override { ++changes, DtBaseMsg::changeSize(newSize, quiet); }
-   // What is called by an address arrives here through the slot, with a byte to spare.
-   void insertBytes(int at, int n, bool quiet) override { DtBaseMsg::insertBytes(at, n + more, quiet); }
-   void deleteBytes(int at, int n, bool quiet) override { DtBaseMsg::deleteBytes(at, n + more, quiet); }
+   void insertBytes(int at, int n, bool quiet) override { ++offsets, DtBaseMsg::insertBytes(at, n, quiet); }
+   void deleteBytes(int at, int n, bool quiet) override { ++offsets, DtBaseMsg::deleteBytes(at, n, quiet); }
    using DtBaseMsg::deleteBytes, DtBaseMsg::insertBytes, DtBaseMsg::sizeChanged;
    std::string bytes() const { return std::string(netRep(), static_cast<std::size_t>(length())); }
    char * at(int offset) { return const_cast<char *>(netRep()) + offset; }
    std::string told;
-   int changes = 0, more = 0;
+   int changes = 0, offsets = 0;
 };
 
-std::string zeros(std::size_t count)
-{
-   return std::string(count, '\0');
-}
+auto const zeros = [](std::size_t count) { return std::string(count, '\0'); };
+auto const lent = [](char * bytes) { return reinterpret_cast<DtBufferPlaceHolder *>(bytes); };
 
-DtBufferPlaceHolder * lent(char * bytes)
+TEST(DtBaseMsg, GrowsByZerosAndKeepsItsBlockWhenItShrinks)
 {
-   return reinterpret_cast<DtBufferPlaceHolder *>(bytes);
-}
-
-TEST(DtBaseMsg, KeepsTheOrderOfItsSlots)
-{
-   typedef void (DtBaseMsg::*AtAddress)(void *, int, bool);
-   typedef void (DtBaseMsg::*AtOffset)(int, int, bool);
+   typedef void (DtBaseMsg::*AtAddress)(void *, int, bool), (DtBaseMsg::*AtOffset)(int, int, bool);
    EXPECT_TRUE(inSlotsFrom(2, &DtBaseMsg::netRep, &DtBaseMsg::length, &DtBaseMsg::changeSize,
                            AtAddress(&DtBaseMsg::insertBytes), AtOffset(&DtBaseMsg::insertBytes),
                            AtAddress(&DtBaseMsg::deleteBytes), AtOffset(&DtBaseMsg::deleteBytes),
                            &DtBaseMsg::clearAll, &DtBaseMsg::newInternalBuffer, &Message::sizeChanged));
-}
-
-TEST(DtBaseMsg, GrowsByZerosAndKeepsItsBlockWhenItShrinks)
-{
    Message message;
    EXPECT_EQ(message.netRep(), nullptr);
    message.initMsg(16, nullptr);
@@ -63,8 +49,7 @@ TEST(DtBaseMsg, GrowsByZerosAndKeepsItsBlockWhenItShrinks)
    message.changeSize(8, true);
    EXPECT_EQ(message.bytes() + block[15], "xxxxxxxxx");
    message.changeSize(16, true);
-   EXPECT_EQ(message.bytes() + message.told, "xxxxxxxx" + zeros(8));
-   EXPECT_EQ(message.netRep(), block);
+   EXPECT_TRUE(message.bytes() + message.told == "xxxxxxxx" + zeros(8) && message.netRep() == block);
    message.changeSize(40, false);
    EXPECT_EQ(message.told, "40:xxxxxxxx" + zeros(32));
    void * const kept = message.at(0);
@@ -81,7 +66,7 @@ TEST(DtBaseMsg, GapsOpenAndCloseAndTheTailComesBackAfterTheNotice)
 {
    // clang-format off
    // Whether bytes are inserted into "12345678", where, how many, what is left, and what sizeChanged saw.
-   std::tuple<bool, int, int, std::string, std::string> const rows[] = {
+   struct { bool inserts; int at, count; std::string bytes, seen; } const rows[] = {
       {true, 4, 2, "1234" + zeros(2) + "5678", "10:12345678" + zeros(2)}, {true, 4, 0, "12345678", ""},
       {true, 0, 3, zeros(3) + "12345678", "11:12345678" + zeros(3)}, {false, 2, 3, "12678", "5:12345"},
       {true, 8, 2, "12345678" + zeros(2), "10:12345678" + zeros(2)}, {false, 5, 3, "12345", "5:12345"},
@@ -92,15 +77,13 @@ TEST(DtBaseMsg, GapsOpenAndCloseAndTheTailComesBackAfterTheNotice)
       {
          Message message("12345678");
          bool const quiet = way % 2 != 0;
-         message.more = way > 1 && count > 0 ? 1 : 0;
-         int const given = count - message.more;
          void * const where = message.at(at);
-         if (message.more > 0)
-            inserts ? message.insertBytes(where, given, quiet) : message.deleteBytes(where, given, quiet);
+         if (way > 1)
+            inserts ? message.insertBytes(where, count, quiet) : message.deleteBytes(where, count, quiet);
          else
-            inserts ? message.insertBytes(at, given, quiet) : message.deleteBytes(at, given, quiet);
+            inserts ? message.insertBytes(at, count, quiet) : message.deleteBytes(at, count, quiet);
          EXPECT_EQ(message.bytes() + message.told, bytes + (quiet ? "" : seen));
-         EXPECT_EQ(message.changes, count > 0);
+         EXPECT_TRUE(message.changes == (count > 0) && message.offsets == 1);
       }
 }
 
@@ -122,10 +105,10 @@ TEST(DtBaseMsg, SharesLentStorageOnAssignmentAndCopiesElsewhere)
    Message const & itself = copy;
    grown = copy = source;
    copy = itself;
-   EXPECT_TRUE(copy.netRep() == block && copy.bytes() + grown.bytes() == "abcdefabcdef");
    Message const placed(source, lent(storage)), owned(source, nullptr);
-   EXPECT_EQ(std::string(storage, 7) + placed.bytes() + owned.bytes(), "abcdef abcdefabcdef");
-   EXPECT_TRUE(owned.netRep() != source.netRep() && grown.netRep() != source.netRep());
+   EXPECT_EQ(copy.bytes() + grown.bytes() + owned.bytes() + placed.bytes(), "abcdefabcdefabcdefabcdef");
+   EXPECT_TRUE(copy.netRep() == block && placed.netRep() == storage && storage[6] == ' ' &&
+               owned.netRep() != source.netRep() && grown.netRep() != source.netRep());
    Message("abc", lent(storage)).initMsg(2, lent(storage + 1));
    EXPECT_EQ(std::string(storage, 4), "a" + zeros(2) + "d");
 }

@@ -26,18 +26,17 @@ TEST(DtLockfreeQueue, HoldsItsCapacityForAllHandlesWithoutAllocating)
       AllocationCount const use;
       for (int round = 0; round < 3; ++round)
       {
-         EXPECT_TRUE(queue._empty());
-         for (unsigned int i = 0; i < capacity; ++i)
-            EXPECT_TRUE(queue._push(bytes + i));
-         EXPECT_TRUE(!handle._push(&other) && handle._empty() == (capacity == 0));
          void * value = &other;
+         bool right = queue._empty();
          for (unsigned int i = 0; i < capacity; ++i)
-            EXPECT_TRUE(handle._pop(value) == 1 && value == bytes + i);
-         EXPECT_EQ(queue._pop(value), 0u);
-         EXPECT_EQ(value, capacity == 0 ? static_cast<void *>(&other) : bytes + capacity - 1);
+            right &= queue._push(bytes + i);
+         right &= !handle._push(&other) && handle._empty() == (capacity == 0);
+         for (unsigned int i = 0; i < capacity; ++i)
+            right &= handle._pop(value) == 1 && value == bytes + i;
+         right &= queue._pop(value) == 0;
+         EXPECT_TRUE(right && value == (capacity == 0 ? static_cast<void *>(&other) : bytes + capacity - 1));
       }
-      EXPECT_EQ(queue._push(bytes), capacity > 0);
-      EXPECT_EQ(use.here(), 0u);
+      EXPECT_TRUE(queue._push(bytes) == (capacity > 0) && use.here() == 0);
    }
 }
 
@@ -64,8 +63,7 @@ TEST(DtLockfreeQueue, CarriesPointersBetweenTwoThreadsInOrder)
       inOrder += value == &object && *static_cast<std::size_t *>(value) == inOrder;
    }
    producer.join();
-   EXPECT_EQ(inOrder, objects.size());
-   EXPECT_TRUE(queue._empty());
+   EXPECT_TRUE(inOrder == objects.size() && queue._empty());
 }
 
 } // namespace
