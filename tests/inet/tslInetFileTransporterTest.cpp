@@ -4,6 +4,7 @@
 #include "support/capturedStream.h"
 #include "support/loopbackPeer.h"
 #include "support/slots.h"
+#include "support/systemCalls.h"
 #include "support/temporaryFolder.h"
 #include "support/watchdog.h"
 #include "tslutil/inet/tslInetDevice.h"
@@ -338,7 +339,9 @@ TEST(DtInetFileTransporter, EndsHostileTransfersWithinTheFolderAndGoesOn)
       std::string const row = bytes.substr(0, 40);
       Stranger stranger(receiver.port(), bytes);
       said.clear(), receiver.files.clear();
+      SystemCallCount const calls;
       receiver.tick();
+      EXPECT_LT(calls.here(), 60u) << "turns in place: " << row;
       bool const isLost = outcome == theLost;
       EXPECT_EQ(said.textAt(1), isLost ? theLost : "") << row;
       EXPECT_EQ(receiver.files, std::vector<std::string>(isLost ? 0 : 1, outcome)) << row;
