@@ -176,7 +176,6 @@ TEST(DtHashlist, TakesFiveBlocksForAnInsertionAndNoneForALookup)
       AllocationCount const insertions;
       for (unsigned long i = 0; i < 200; ++i)
          table.add(Int(i), &table);
-      EXPECT_EQ(insertions.here(), 200 * 5u);
       table.add(longText, &table); // one more, for the text itself
       EXPECT_EQ(insertions.here(), 201 * 5u + 1);
       table.remove(Int(4)); // opens the thread's stores of nodes

@@ -47,13 +47,13 @@ TEST(DtLockfreeQueue, CarriesPointersBetweenTwoThreadsInOrder)
    // What a pointer refers to is written ahead of the push and read behind the pop.
    std::vector<std::size_t> objects(wish != nullptr ? std::strtoull(wish, nullptr, 10) : 50000);
    DtLockfreeQueueImpl queue(1000);
-   std::thread producer(
-      [&]
-      {
-         for (std::size_t i = 0; i < objects.size(); ++i)
-            for (objects[i] = i; !queue._push(&objects[i]);)
-               std::this_thread::yield();
-      });
+   auto const produce = [&]
+   {
+      for (std::size_t i = 0; i < objects.size(); ++i)
+         for (objects[i] = i; !queue._push(&objects[i]);)
+            std::this_thread::yield();
+   };
+   std::thread producer(produce);
    std::size_t inOrder = 0;
    for (std::size_t & object : objects)
    {
