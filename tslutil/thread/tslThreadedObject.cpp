@@ -15,6 +15,13 @@ constexpr int abandoned = -1;
 
 constexpr double lookInterval = 0.1;
 
+/// Guards the executions of all runnables as they begin and end.
+DtMutex & executionsMutex()
+{
+   static DtMutex & mutex = *new DtMutex;
+   return mutex;
+}
+
 } // namespace
 
 /// What a DtThread and its system thread share; the handle points to it.
@@ -70,15 +77,20 @@ void DtRunnable::execute(bool volatile * stopFlag)
    // run side by side, the last one forgets it.
    struct Execution
    {
-      DtRunnable & runnable;
+      Execution(DtRunnable & body, bool volatile * flag) : runnable(body)
+      {
+         DtScopedLock const guard(executionsMutex(), true);
+         ++runnable.executions;
+         runnable.timeToStopFlag = flag;
+      }
       ~Execution()
       {
+         DtScopedLock const guard(executionsMutex(), true);
          if (--runnable.executions == 0)
             runnable.timeToStopFlag = nullptr;
       }
-   } const execution{*this};
-   ++executions;
-   timeToStopFlag = stopFlag;
+      DtRunnable & runnable;
+   } const execution(*this, stopFlag);
    run();
 }
 

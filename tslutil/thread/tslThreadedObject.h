@@ -55,7 +55,7 @@ protected:
 private:
    friend class DtThreadStart;
 
-   std::atomic<int> executions;
+   int executions;
 };
 
 /// What a thread executes. A value; owns nothing.
