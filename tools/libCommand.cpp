@@ -201,8 +201,10 @@ ExitCode searchLibrary(Arguments const & arguments)
    bool const isWell = first != nullptr && first->isWell();
    if (arguments.asJson)
    {
-      json report{
-         {"library", file}, {"found", first != nullptr ? json(first->file) : json()}, {"well", isWell}};
+      json report{{"library", file},
+                  {"found", first != nullptr ? json(first->file) : json()},
+                  {"well", isWell},
+                  {"folders", json::array()}};
       for (Folder const & folder : folders)
          report["folders"].push_back(
             {{"folder", folder.name}, {"candidate", folder.candidate ? folder.candidate->toJson() : json()}});

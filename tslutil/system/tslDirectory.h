@@ -37,8 +37,7 @@ TSLUTIL_EXPORT bool DtMakeDirectory(DtFilename const & path);
 TSLUTIL_EXPORT bool DtDeleteDirectory(DtFilename const & path);
 
 /// The names in a directory, "." and ".." and subdirectories among them, that match a pattern of text, "*"
-/// and
-/// "?"; "*.*" means all. Sorted; empty without a match.
+/// and "?"; "*.*" means all. Sorted; empty without a match.
 TSLUTIL_EXPORT std::vector<DtFilename> DtGetFileListFromDirectory(DtString directory, DtString pattern);
 
 /// The first directory of a list in which `file` can be opened; empty if there is none. The list is the

@@ -3,13 +3,14 @@
 
 #include "tslutil/platform/loader.h"
 
+#include <memory>
 #include <string>
 
 DtDynamicLibrary * DtDynamicLibrary::create(DtString const & name, bool addExtension, bool second, bool third)
 {
-   DtDynamicLibrary * const library = new DtDynamicLibrary(name);
+   std::unique_ptr<DtDynamicLibrary> library(new DtDynamicLibrary(name));
    library->open(addExtension, second, third);
-   return library;
+   return library.release();
 }
 
 DtDynamicLibrary::DtDynamicLibrary(DtString const & name)

@@ -74,9 +74,13 @@ TSLUTIL_EXPORT void DtTimeInit();
 /// setSimTime of the process-wide clock; nothing without one.
 TSLUTIL_EXPORT void DtSetSimTime(double seconds);
 
-/// The operations of these names of the process-wide clock; 0 without one.
+/// simTime of the process-wide clock; 0 without one.
 TSLUTIL_EXPORT double DtGetSimTime();
+
+/// elapsedRealTime of the process-wide clock; 0 without one.
 TSLUTIL_EXPORT double DtGetElapsedRealTime();
+
+/// approximateElapsedRealTime of the process-wide clock; 0 without one.
 TSLUTIL_EXPORT double DtGetApproximateElapsedRealTime();
 
 /// Has the process-wide clock complain on DtInfo if its simulation time was never set. Returns nothing,
