@@ -29,8 +29,9 @@ TEST(Directory, OpensFilesForThisProcessOnly)
    {
       std::FILE * const file = DtFileOpen(path.c_str(), mode);
       ASSERT_NE(file, nullptr) << mode;
-      EXPECT_EQ(fcntl(fileno(file), F_GETFD), FD_CLOEXEC) << mode;
-      EXPECT_EQ(std::fputs("x", file) >= 0, std::string(mode) != "rb") << mode;
+      EXPECT_TRUE(fcntl(fileno(file), F_GETFD) == FD_CLOEXEC &&
+                  (std::fputs("x", file) >= 0) == (std::string(mode) != "rb"))
+         << mode;
       DtFileClose(file);
    }
    EXPECT_EQ(folder.read("file"), "xx");
@@ -52,16 +53,14 @@ TEST(Directory, KnowsTheProcesssDirectoriesWithoutTheEnvironment)
    EXPECT_EQ(DtGetCwd(), "");
    ASSERT_EQ(chdir(before), 0);
    std::string const home = getpwuid(getuid())->pw_dir;
-   setenv("HOME", "/nowhere", 1);
-   setenv("TMPDIR", "/nowhere", 1);
+   setenv("HOME", "/nowhere", 1), setenv("TMPDIR", "/nowhere", 1);
    EXPECT_EQ(DtGetUserHomeDirectory(), home.c_str());
    EXPECT_EQ(DtGetOrvelUserConfigurationDirectory(), (home + "/.config/ORVEL").c_str());
    EXPECT_EQ(DtGetTempDirectory(), "/tmp/");
-   unsetenv("TMPDIR");
-   setenv("HOME", home.c_str(), 1);
+   unsetenv("TMPDIR"), setenv("HOME", home.c_str(), 1);
 }
 
-TEST(Directory, MakesEveryLevelAndTellsWhetherItMadeOne)
+TEST(Directory, MakesEveryLevelAndDeletesFilesButNoSubdirectories)
 {
    TemporaryFolder const folder;
    folder.write("file", "");
@@ -70,15 +69,10 @@ TEST(Directory, MakesEveryLevelAndTellsWhetherItMadeOne)
       {"x\\y", true, true},    {"new/../file/z", true, false}, {"file/z", false, false}};
    for (auto const & [path, made, there] : rows)
    {
-      EXPECT_EQ(DtMakeDirectory(nameOf(folder.path(path))), made) << path;
-      EXPECT_EQ(nameOf(folder.path(path)).exists(), there) << path;
+      DtFilename const name = nameOf(folder.path(path));
+      EXPECT_TRUE(DtMakeDirectory(name) == made && name.exists() == there) << path;
    }
    EXPECT_FALSE(DtMakeDirectory(DtFilename()));
-}
-
-TEST(Directory, DeletesFilesAndLeavesSubdirectories)
-{
-   TemporaryFolder const folder;
    DtFilename const directory = nameOf(folder.path("d"));
    for (char const * const file : {"d/one", "d/.hidden", "d/sub/kept"})
       folder.write(file, "");
@@ -92,21 +86,14 @@ TEST(Directory, DeletesFilesAndLeavesSubdirectories)
 TEST(Directory, ListsWhatMatchesInOrder)
 {
    TemporaryFolder const folder;
-   for (char const * const file :
-        {"b.txt", "a.txt", "B.txt", ".c", "[x]", "noext", "sub/inner.txt", "\xC3.bin"})
+   for (auto const file : {"b.txt", "a.txt", "B.txt", ".c", "[x]", "noext", "sub/inner.txt", "\xC3.bin"})
       folder.write(file, "");
+   char const * const all = ". .. .c B.txt [x] a.txt b.txt noext sub \xC3.bin ";
+   // clang-format off
    std::pair<char const *, char const *> const rows[] = {
-      {"*", ". .. .c B.txt [x] a.txt b.txt noext sub \xC3.bin "},
-      {"*.*", ". .. .c B.txt [x] a.txt b.txt noext sub \xC3.bin "},
-      {"*.txt", "B.txt a.txt b.txt "},
-      {"?.t*t", "B.txt a.txt b.txt "},
-      {"[x]", "[x] "},
-      {"*b*", "b.txt sub \xC3.bin "},
-      {"n*o*t", "noext "},
-      {"sub/*.txt", "inner.txt "},
-      {"a.tx", ""},
-      {"", ""},
-      {"none/*", ""}};
+      {"*", all}, {"*.*", all}, {"*.txt", "B.txt a.txt b.txt "}, {"?.t*t", "B.txt a.txt b.txt "}, {"[x]", "[x] "},
+      {"*b*", "b.txt sub \xC3.bin "}, {"n*o*t", "noext "}, {"sub/*.txt", "inner.txt "}, {"a.tx", ""}, {"", ""}, {"none/*", ""}};
+   // clang-format on
    for (auto const & [pattern, names] : rows)
    {
       std::string found;
@@ -122,21 +109,19 @@ TEST(Directory, SearchGivesTheFirstDirectoryThatHoldsTheFile)
    for (char const * const file : {"1/f", "2/f", "2/g", "3/f/g", "3/sub/h", "3/etc/passwd"})
       folder.write(file, "");
    std::string const one = folder.path("1"), two = folder.path("2"), three = folder.path("3");
-   std::array<std::string, 3> const rows[] = {{"f", one + ":" + two, one},
-                                              {"g", "::" + one + "::/no:" + two + ":", two},
-                                              {"f", three + ":" + two, two},
-                                              {"sub/h", three, three},
-                                              {"etc/passwd", ":" + three, three},
-                                              {"/g", two, two},
-                                              {"f", one + ";" + two, ""},
-                                              {"f", one + ":" + std::string(600, 'x'), one},
-                                              {"f", std::string(511, 'x') + ":" + one, one}};
+   // clang-format off
+   std::array<std::string, 3> const rows[] = {
+      {"f", one + ":" + two, one}, {"g", "::" + one + "::/no:" + two + ":", two}, {"f", three + ":" + two, two},
+      {"sub/h", three, three}, {"etc/passwd", ":" + three, three}, {"/g", two, two}, {"f", one + ";" + two, ""},
+      {"f", one + ":" + std::string(600, 'x'), one}, {"f", std::string(511, 'x') + ":" + one, one}};
+   // clang-format on
    std::string const before = std::getenv("PATH");
    for (auto const & [file, list, found] : rows)
    {
-      EXPECT_EQ(DtSearchPathList(nameOf(file), list), found.c_str()) << file << " " << list;
+      DtFilename const listed = DtSearchPathList(nameOf(file), list);
       setenv("PATH", list.c_str(), 1);
-      EXPECT_EQ(DtSearchPathList(nameOf(file), ""), found.c_str()) << file << " " << list;
+      EXPECT_TRUE(listed == found.c_str() && DtSearchPathList(nameOf(file), "") == listed)
+         << file << " " << list;
    }
    setenv("PATH", "", 1);
    EXPECT_EQ(DtSearchPathList("f", ""), "");

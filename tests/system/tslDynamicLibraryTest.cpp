@@ -12,13 +12,6 @@
 namespace
 {
 
-typedef std::unique_ptr<DtDynamicLibrary> Library;
-
-Library load(std::string const & name, bool addExtension = false)
-{
-   return Library(DtDynamicLibrary::create(name, addExtension));
-}
-
 TEST(DtDynamicLibrary, FindsWhatTheLibraryItselfDefines)
 {
    struct Slots : DtDynamicLibrary
@@ -26,7 +19,7 @@ TEST(DtDynamicLibrary, FindsWhatTheLibraryItselfDefines)
       using DtDynamicLibrary::open;
    };
    EXPECT_TRUE(inSlotsFrom(2, &DtDynamicLibrary::procAddress, &Slots::open));
-   Library const library = load("libm.so.6");
+   std::unique_ptr<DtDynamicLibrary> const library(DtDynamicLibrary::create("libm.so.6", false));
    ASSERT_TRUE(library->isValid()) << library->error();
    // The second one is there, but in a library that this one needs.
    for (char const * symbol : {"no_such_function", "malloc"})
@@ -55,13 +48,11 @@ TEST(DtDynamicLibrary, TellsWhyNothingWasLoaded)
    // clang-format on
    for (auto const & [name, addExtension, number] : rows)
    {
-      Library const library = load(name, addExtension);
-      EXPECT_FALSE(library->isValid());
+      std::unique_ptr<DtDynamicLibrary> const library(DtDynamicLibrary::create(name, addExtension));
       EXPECT_EQ(library->libraryName(), DtString(name + (addExtension ? ".so" : "")));
-      std::string const told = library->error();
-      EXPECT_EQ(told, "LoadLibrary returned NULL (Error: " + std::string(number) + ")") << name;
-      EXPECT_EQ(library->procAddress("malloc"), nullptr);
-      EXPECT_EQ(library->error(), told) << "without a library the complaint stays";
+      EXPECT_TRUE(!library->isValid() && library->procAddress("malloc") == nullptr);
+      EXPECT_EQ(library->error(), "LoadLibrary returned NULL (Error: " + std::string(number) + ")")
+         << "without a library the complaint stays";
    }
 }
 

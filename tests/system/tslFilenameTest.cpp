@@ -7,67 +7,54 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <array>
 #include <string>
 #include <sys/stat.h>
+#include <tuple>
 
 namespace
 {
 
-/// The next field of a table in text, "-" for an empty one.
-std::string next(std::istream & table)
-{
-   std::string field;
-   table >> field;
-   return field == "-" ? "" : field;
-}
+typedef DtFilename F;
+typedef void (F::*InPlace)();
 
-TEST(DtFilename, SlotOrder)
+TEST(DtFilename, IsSplitInPlaceAndAsACopy)
 {
-   typedef DtFilename F;
-   typedef void (F::*InPlace)();
    EXPECT_TRUE(inSlotsFrom(slotOf(&DtString::section) + 1, &F::absolute, &F::relative, &F::append,
                            &F::prepend, &F::extension, &F::setExtension, InPlace(&F::stripFilename),
                            InPlace(&F::stripPath), InPlace(&F::stripExtension), &F::isWritable,
                            &F::isReadable, &F::fileLength, &F::exists, &F::searchAlternatePath));
    EXPECT_TRUE(inSlotsFrom(2, static_cast<F & (F::*)(DtString const &)>(&F::operator=),
                            static_cast<F & (F::*)(char const *)>(&F::operator=)));
-}
-
-TEST(DtFilename, IsSplitInPlaceAndAsACopy)
-{
    // Accidents that callers know: the static stripPath takes "/name" whole, so stripFilename leaves nothing
    // of it and stripExtension loses its root; "x:" is absolute, so its directory is not put back. name,
    // stripPath, static stripPath, stripFilename, stripExtension, extension, and setExtension("txt")
-   std::istringstream table(R"(
-      c.dat         c.dat     c.dat     -         c           dat  c.txt
-      c.tar.gz      c.tar.gz  c.tar.gz  -         c.tar       gz   c.tar.txt
-      a.b/c         c         c         a.b/      a.b/c       -    a.b/c.txt
-      /usr/lib/c.so c.so      c.so      /usr/lib/ /usr/lib/c  so   /usr/lib/c.txt
-      /x.y          x.y       /x.y      -         x           y    x.txt
-      dir/          -         -         dir/      dir/        -    dir/.txt
-      /             -         /         -         -           -    .txt
-      a\b.c         a\b.c     a\b.c     -         a\b         c    a\b.txt
-      .rc           .rc       .rc       -         -           rc   .txt
-      d/x:.y        x:.y      x:.y      d/        x:          y    x:.txt
-   )");
-   for (int row = 0; row < 10; ++row)
+   // clang-format off
+   char const * const rows[][7] = {
+      {"c.dat",         "c.dat",    "c.dat",    "",          "c",          "dat", "c.txt"},
+      {"c.tar.gz",      "c.tar.gz", "c.tar.gz", "",          "c.tar",      "gz",  "c.tar.txt"},
+      {"a.b/c",         "c",        "c",        "a.b/",      "a.b/c",      "",    "a.b/c.txt"},
+      {"/usr/lib/c.so", "c.so",     "c.so",     "/usr/lib/", "/usr/lib/c", "so",  "/usr/lib/c.txt"},
+      {"/x.y",          "x.y",      "/x.y",     "",          "x",          "y",   "x.txt"},
+      {"dir/",          "",         "",         "dir/",      "dir/",       "",    "dir/.txt"},
+      {"/",             "",         "/",        "",          "",           "",    ".txt"},
+      {"a\\b.c",        "a\\b.c",   "a\\b.c",   "",          "a\\b",       "c",   "a\\b.txt"},
+      {".rc",           ".rc",      ".rc",      "",          "",           "rc",  ".txt"},
+      {"d/x:.y",        "x:.y",     "x:.y",     "d/",        "x:",         "y",   "x:.txt"}};
+   // clang-format on
+   for (auto const & row : rows)
    {
-      DtFilename const name(next(table).c_str());
-      DtFilename path(name), file(name), bare(name), txt(name), dotTxt(name);
-      path.stripPath();
-      file.stripFilename();
-      bare.stripExtension();
-      txt.setExtension("txt");
-      dotTxt.setExtension(".txt");
-      for (DtString const & part : {DtString(path), DtString(DtFilename::stripPath(name)), DtString(file),
-                                    DtString(bare), DtString(name.extension()), DtString(txt)})
-         EXPECT_EQ(part, next(table).c_str()) << name;
-      EXPECT_TRUE(DtFilename::stripFilename(name) == file && DtFilename::stripExtension(name) == bare &&
-                  dotTxt == txt)
-         << name;
+      F const name(row[0]);
+      F path(name), file(name), bare(name), txt(name), dotTxt(name);
+      path.stripPath(), file.stripFilename(), bare.stripExtension();
+      txt.setExtension("txt"), dotTxt.setExtension(".txt");
+      char const * const * wanted = row;
+      for (DtString const & part : {DtString(path), DtString(F::stripPath(name)), DtString(file),
+                                    DtString(bare), name.extension(), DtString(txt)})
+         EXPECT_EQ(part, *++wanted) << name;
+      EXPECT_TRUE(F::stripFilename(name) == file && F::stripExtension(name) == bare && dotTxt == txt) << name;
    }
-   DtFilename cleared("c.dat");
+   F cleared("c.dat");
    cleared.setExtension("");
    EXPECT_EQ(cleared, "c.");
 }
@@ -75,32 +62,26 @@ TEST(DtFilename, IsSplitInPlaceAndAsACopy)
 TEST(DtFilename, IsJoined)
 {
    // first, second; append, prepend, combine; whether the first is absolute
-   std::istringstream table(R"(
-      a    b     a/b    b/a    a/b     0
-      a/   b     a/b    b/a/   a//b    0
-      -    b     b      b/     b       0
-      a    -     a/     a      a/      0
-      a    /b    /b     /b/a   /b      0
-      /a   b     /a/b   /a     /a/b    1
-      C:x  b     C:x/b  C:x    C:x/b   1
-      a    C:b   C:b    C:b/a  C:b     0
-      a\   \b    a\/\b  \b/a\  a\/\b   0
-   )");
-   for (int row = 0; row < 9; ++row)
+   // clang-format off
+   std::pair<std::array<char const *, 5>, bool> const rows[] = {
+      {{"a", "b", "a/b", "b/a", "a/b"}, false}, {{"a/", "b", "a/b", "b/a/", "a//b"}, false},
+      {{"", "b", "b", "b/", "b"}, false}, {{"a", "", "a/", "a", "a/"}, false},
+      {{"a", "/b", "/b", "/b/a", "/b"}, false}, {{"/a", "b", "/a/b", "/a", "/a/b"}, true},
+      {{"C:x", "b", "C:x/b", "C:x", "C:x/b"}, true}, {{"a", "C:b", "C:b", "C:b/a", "C:b"}, false},
+      {{"a\\", "\\b", "a\\/\\b", "\\b/a\\", "a\\/\\b"}, false}};
+   // clang-format on
+   for (auto const & [names, absolute] : rows)
    {
-      DtFilename const first(next(table).c_str()), second(next(table).c_str());
-      DtFilename appended(first), prepended(first);
-      appended.append(second);
-      prepended.prepend(second);
-      for (DtFilename const & joined : {appended, prepended, DtFilename::combine(first, second)})
-         EXPECT_EQ(joined, next(table).c_str()) << first << " " << second;
-      bool const absolute = next(table) == "1";
+      F const first(names[0]), second(names[1]);
+      F appended(first), prepended(first);
+      appended.append(second), prepended.prepend(second);
+      EXPECT_EQ(std::tuple(appended, prepended, F::combine(first, second)),
+                std::tuple(F(names[2]), F(names[3]), F(names[4])));
       EXPECT_TRUE(first.absolute() == absolute && first.relative() != absolute) << first;
    }
-   DtFilename name("d:e");
+   F name("d:e");
    name = static_cast<char const *>(nullptr);
-   EXPECT_EQ(name, DtFilename::nullFilename());
-   EXPECT_FALSE(name.absolute());
+   EXPECT_TRUE(name == F::nullFilename() && !name.absolute());
 }
 
 /// Says itself whether it exists.
@@ -119,16 +100,15 @@ TEST(DtFilename, TestsFilesOnceItExists)
    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
    auto const facts = [](DtFilename const & name)
    {
-      return std::string(name.exists() ? "exists " : "") + (name.isReadable() ? "readable " : "") +
-             (name.isWritable() ? "writable " : "") + std::to_string(name.fileLength());
+      return std::string(name.exists() ? "e" : "") + (name.isReadable() ? "r" : "") +
+             (name.isWritable() ? "w" : "") + std::to_string(name.fileLength());
    };
    CapturedStream const captured;
-   EXPECT_EQ(facts(file.c_str()), "exists readable writable 5");
+   EXPECT_EQ(facts(file.c_str()), "erw5");
    for (std::string const & name : {folder.path(), pipe})
-      EXPECT_EQ(facts(name.c_str()), "exists writable 0");
-   EXPECT_EQ(facts("/no/such/file") + facts(Fixed(file, false)), "00");
-   EXPECT_EQ(captured.text(), "");
-   EXPECT_EQ(facts(Fixed("/no/such/file", true)), "exists 0");
+      EXPECT_EQ(facts(name.c_str()), "ew0");
+   EXPECT_EQ(facts("/no/such/file") + facts(Fixed(file, false)) + captured.text(), "00");
+   EXPECT_EQ(facts(Fixed("/no/such/file", true)), "e0");
    EXPECT_EQ(captured.textAt(1), "DtFileName error getting File Length for /no/such/file\n");
 }
 

@@ -20,10 +20,13 @@ namespace
 
 using nlohmann::json;
 
+// This library's compiler, and what that says of itself in what it builds.
 #ifdef __clang__
-std::string const theCompiler = "clang" + std::to_string(__clang_major__);
+std::string const theMajor = std::to_string(__clang_major__), theCompiler = "clang" + theMajor;
+std::string const theComment = "clang version " + theMajor + ".0";
 #else
-std::string const theCompiler = "GCC" + std::to_string(__GNUC__);
+std::string const theMajor = std::to_string(__GNUC__), theCompiler = "GCC" + theMajor;
+std::string const theComment = "GCC: (GNU) " + theMajor + ".1";
 #endif
 
 constexpr char const * theWidthText =
@@ -88,12 +91,10 @@ Verdict checkContent(std::string const & content)
    return verdict;
 }
 
-std::string number(std::uint64_t value, int size, bool bigEndian = false)
+std::string number(std::uint64_t value, std::size_t size, bool big = false)
 {
-   std::string bytes;
-   for (int each = 0; each < size; ++each)
-      bytes.insert(bigEndian ? 0 : bytes.size(), 1, static_cast<char>(value >> 8 * each));
-   return bytes;
+   std::string const bytes(reinterpret_cast<char const *>(&value), size);
+   return big ? std::string(bytes.rbegin(), bytes.rend()) : bytes;
 }
 
 /// A 64-bit ELF file with nothing but comments in it.
@@ -101,14 +102,14 @@ std::string elf(std::string const & comments, bool big = false)
 {
    std::string const names("\0.comment\0.shstrtab\0", 20);
    std::string file = std::string("\x7F\x45LF\2", 5) + (big ? '\2' : '\1');
-   auto const put = [&](std::size_t at, std::uint64_t value, int size)
-   {
-      file.resize(std::max(file.size(), at));
-      file += number(value, size, big);
-   };
-   put(40, 64, 8), put(58, 64, 2), put(60, 3, 2), put(62, 2, 2);
-   put(128, 1, 4), put(152, 276, 8), put(160, comments.size(), 8);
-   put(192, 10, 4), put(216, 256, 8), put(224, 20, 8), put(256, 0, 0);
+   file.resize(256);
+   // clang-format off
+   std::uint64_t const numbers[][3] = {
+      {40, 64, 8}, {58, 64, 2}, {60, 3, 2}, {62, 2, 2}, {128, 1, 4}, {152, 276, 8}, {160, comments.size(), 8},
+      {192, 10, 4}, {216, 256, 8}, {224, 20, 8}};
+   // clang-format on
+   for (auto const & [at, value, size] : numbers)
+      file.replace(at, size, number(value, size, big));
    return file + names + comments;
 }
 
@@ -138,12 +139,11 @@ TEST(CheckRtiCompilerVersion, LooksForTheFilesOfTheFamily)
    SearchFolder const folder;
    std::string const good = headers().at("pe64-12.0");
    std::vector<std::string> const old = {"libRTI-NG", "libRTI-NG_64", "libfedtime_64"};
+   // clang-format off
    std::pair<int, std::vector<std::string>> const rows[] = {
-      {0, old},
-      {-1, old},
-      {3, old},
-      {1, {"librti1516", "librti1516_64", "libfedtime1516_64"}},
+      {0, old}, {-1, old}, {3, old}, {1, {"librti1516", "librti1516_64", "libfedtime1516_64"}},
       {2, {"librti1516e64", "librti1516e64", "libfedtime1516e64"}}};
+   // clang-format on
    for (auto const & [family, names] : rows)
    {
       std::string const paths[] = {folder.write(names[1] + ".so", good),
@@ -167,12 +167,9 @@ TEST(CheckRtiCompilerVersion, LooksForTheFilesOfTheFamily)
 TEST(CheckRtiLibraryFile, JudgesElfByTheCompilerInItsComments)
 {
    std::string const gcc = "GCC: (Debian 98.2.0-14) 98.2.0", clang = "Debian clang version 97.0.6";
-   std::string const own = theCompiler.substr(0, 3) == "GCC"
-                              ? "GCC: (GNU) " + theCompiler.substr(3) + ".1"
-                              : "clang version " + theCompiler.substr(5) + ".0";
    // clang-format off
    std::pair<std::vector<std::string>, std::string> const rows[] = {
-      {{own}, theCompiler}, {{gcc}, "GCC98"}, {{"Linker: LLD 14", "", gcc, "GCC: (GNU) 96.1"}, "GCC98"},
+      {{theComment}, theCompiler}, {{gcc}, "GCC98"}, {{"Linker: LLD 14", "", gcc, "GCC: (GNU) 96.1"}, "GCC98"},
       {{gcc, clang}, "clang97"}, {{"GCC: (cross (of (x)) 1) 95.1 2023 (Red Hat 13)"}, "GCC95"}, {{"GCC: 94.3"}, "GCC94"},
       {{std::string(4000, '.'), "GCC: 93"}, "GCC93"}, {{std::string(4100, '.'), gcc}, ""}, {{"GCC: (unclosed 12.1"}, ""},
       {{"GCC: (Debian)"}, ""}, {{"GCC: () x"}, ""}, {{"GCC: 99999999999999999999.1"}, ""}, {{"clang version "}, ""},
@@ -184,10 +181,12 @@ TEST(CheckRtiLibraryFile, JudgesElfByTheCompilerInItsComments)
          std::string comments;
          for (std::string const & comment : named)
             comments += comment + '\0';
-         Verdict wanted(found == theCompiler, " Expected " + theCompiler + " but found " + found + "\n");
-         if (wanted.first || found.empty())
-            wanted.second = wanted.first ? " found!\n" : "";
-         EXPECT_EQ(checkContent(elf(comments, big)), wanted) << comments;
+         bool const fits = found == theCompiler;
+         std::string const told = " Expected " + theCompiler + " but found " + found + "\n";
+         EXPECT_EQ(checkContent(elf(comments, big)), Verdict(fits, fits            ? " found!\n"
+                                                                   : found.empty() ? ""
+                                                                                   : told))
+            << comments;
       }
    EXPECT_EQ(checkFile("/proc/self/exe"), Verdict(true, " found!\n"))
       << "this program is built as the library is";
@@ -209,10 +208,10 @@ TEST(CheckRtiLibraryFile, SaysNoToWhatIsHostile)
    for (std::size_t at = 0; at + 8 <= 256; at += 2)
       for (std::uint64_t value :
            {std::uint64_t(0), most, most / 2, most / 2 + 1, most - 40, std::uint64_t(whole.size())})
-         for (int size : {2, 4, 8})
+         for (std::size_t size : {2, 4, 8})
          {
             std::string content = whole;
-            content.replace(at, static_cast<std::size_t>(size), number(value, size));
+            content.replace(at, size, number(value, size));
             Verdict const verdict = checkContent(content);
             EXPECT_FALSE(verdict.first);
             EXPECT_THAT(verdict.second, testing::AnyOf("", other, theWidthText)) << at;
