@@ -371,7 +371,7 @@ TEST(DtInetTcpSocket, FailureOfAnAcceptIsTheTargetsOrTheListeners)
    EXPECT_EQ(answers[3], "0 created ? ");
    close(static_cast<int>(stream.server.descriptor()));
    EXPECT_EQ(told(stream.server.acceptConnection(&third), stream.server),
-             "0, 10009 error acceptConnection(): Error on Boost acceptor socket\nBad file descriptor");
+             "1, 10009 error acceptConnection(): Error on Boost acceptor socket\nBad file descriptor");
    EXPECT_EQ(told(third), "0 created ? ");
 }
 

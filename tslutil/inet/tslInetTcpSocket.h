@@ -118,7 +118,8 @@ public:
    /// Takes the next connection into `target`, a bare object of the caller's, which gets `flags`. A blocking
    /// server waits for one. False without an error: none is there. True means only that the call got as far
    /// as the target, whose isOk() tells whether it is connected: a connection that has failed meanwhile is
-   /// the target's error. A server that fails for want of descriptors, 10024, has to be made anew.
+   /// the target's error, and if a blocking server itself has failed, its own state says so. A non-blocking
+   /// server that fails answers false; for want of descriptors, 10024, too, and has to be made anew.
    virtual bool acceptConnection(DtInetTcpSocket * target, unsigned long flags = DtInetSockFlagsDefault);
    /// Whether small sends leave at once.
    virtual bool setTcpNoDelayOption(bool on);
@@ -157,8 +158,8 @@ private:
 
    enum AcceptResult : int
    {
+      NothingAccepted,
       AcceptFailed,
-      AcceptFailedForTarget,
       AcceptedConnection
    };
 

@@ -228,7 +228,7 @@ bool DtInetTcpSocket::acceptConnection(DtInetTcpSocket * target, unsigned long f
    SocketName peer;
    AcceptResult const result = myNonBlocking ? acceptAtOnce(*target, peer) : acceptNext(*target, peer);
    if (result != AcceptedConnection)
-      return result == AcceptFailedForTarget;
+      return result == AcceptFailed;
    // The mode of an accepted socket isn't the listener's everywhere.
    target->setNonBlockingOption(isNonBlocking);
    target->myImpl->keepsReuse = true;
@@ -244,14 +244,14 @@ DtInetTcpSocket::AcceptResult DtInetTcpSocket::acceptAtOnce(DtInetTcpSocket & ta
       if (!tsl::platform::isWouldBlock(error))
          fail(tsl::errorNumber(error),
               DtString("DtInetTcpSocket::acceptConnection(): ") + "Error on non-blocking accept()\n");
-      return AcceptFailed;
+      return NothingAccepted;
    }
    if (int const error = target.myImpl->socketMade().take(myImpl->acceptor->protocol(), accepted))
       return target.failTarget("Error assigning descriptor to socket\n", error);
    return AcceptedConnection;
 }
 
-// Waits for a connection.
+// Waits for a connection. The listener's own failure answers as the target's does: callers know it so.
 DtInetTcpSocket::AcceptResult DtInetTcpSocket::acceptNext(DtInetTcpSocket & target, SocketName & peer)
 {
    tsl::StreamSocket & socket = target.myImpl->socketMade();
@@ -272,7 +272,7 @@ DtInetTcpSocket::AcceptResult DtInetTcpSocket::failTarget(char const * what, int
 {
    fail(tsl::errorNumber(error),
         DtString("DtInetTcpSocket::acceptConnection(): ") + what + errorMessage(error));
-   return AcceptFailedForTarget;
+   return AcceptFailed;
 }
 
 bool DtInetTcpSocket::initAcceptedConnection(DtInetAddr const & localAddress, unsigned short localPort,
