@@ -164,7 +164,7 @@ TEST(DtInetTcpSocket, TellsWhyNot)
    // clang-format on
    for (auto const & row : rows)
       EXPECT_EQ(told(row.call(), row.socket), row.told);
-   Tcp thrower(0, nullptr, DtInetUtils::DtInetFamilyIpv4, 0x083, false);
+   Tcp thrower(0, nullptr, DtInetUtils::DtInetFamilyIpv4, 0x700000083, false);
    thrower.failing = 'd';
    EXPECT_EQ(
       told(thrower.listenForConnections(), thrower),

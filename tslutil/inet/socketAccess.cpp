@@ -36,7 +36,8 @@ platform::SocketName nameOf(DtInetEndpoint const & endpoint, DtInetProtocol prot
 
 void SocketAccess::setFlags(DtInetSocket & socket, unsigned long flags)
 {
-   socket.myFlags = flags;
+   // A word of 32 bits, however wide the type is.
+   socket.myFlags = static_cast<std::uint32_t>(flags);
    socket.myNonBlocking = (flags & DtInetSockFlagNonBlocking) != 0;
    socket.myLockNeeded = (flags & theAsyncFlags) != 0;
 }

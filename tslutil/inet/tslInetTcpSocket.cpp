@@ -43,7 +43,7 @@ DtInetTcpSocket::DtInetTcpSocket(unsigned short port, DtInetDevice * device,
    myImpl->keepsReuse = true;
    myImpl->family = family;
    tsl::SocketAccess::setFlags(*this, flags);
-   myFlags = flags & ~theTrafficFlags;
+   myFlags &= ~theTrafficFlags;
    myNoDelay = (flags & DtInetSockFlagNoDelay) != 0;
    DtInetTcpSocket::setLocalPort(port);
    DtInetTcpSocket::bindToDevice(device);
