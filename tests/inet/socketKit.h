@@ -9,9 +9,12 @@
 #include "support/watchdog.h"
 #include "tslutil/inet/tslInetDevice.h"
 
+#include <boost/asio/error.hpp>
+#include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,13 +52,41 @@ inline std::string told(int answer, DtInetSocket & socket)
    return std::to_string(answer) + ", " + told(socket);
 }
 
+/// A call, and what its socket tells behind it.
+struct Telling
+{
+   DtInetSocket & socket;
+   std::function<int()> call;
+   std::string told;
+};
+
+/// Notes the setters that its opening goes through, and fails in one of them if asked to.
+template<class Socket>
+struct Watched : Socket
+{
+   using Socket::Socket;
+   // clang-format off
+   bool setNonBlockingOption(bool on) override { return note('b', on) && Socket::setNonBlockingOption(on); }
+   bool setReuseAddressOption(bool on) override { return note('r', on) && Socket::setReuseAddressOption(on); }
+   bool setSendBufferSize(unsigned long size) override { return note('s', size) && Socket::setSendBufferSize(size); }
+   bool setReceiveBufferSize(unsigned long size) override { return note('v', size) && Socket::setReceiveBufferSize(size); }
+   // clang-format on
+   bool note(char what, unsigned long value)
+   {
+      calls += what + std::to_string(value) + " ";
+      return what == failing ? throw boost::system::system_error(boost::asio::error::no_memory) : true;
+   }
+
+   std::string calls;
+   char failing = ' ';
+};
+
 /// Reaches what a socket keeps protected.
 struct OpenUdpSocket : DtInetUdpSocket
 {
    using DtInetSocket::fail, DtInetSocket::findAndRemoveCallback, DtInetSocket::myCallbacks,
-      DtInetSocket::myDestination, DtInetSocket::myLocalEndpoint, DtInetSocket::myTerminationCode,
-      DtInetSocket::myTerminationText, DtInetSocket::refuse, DtInetUdpSocket::DtInetUdpSocket,
-      DtInetUdpSocket::setSecondUdpSocket;
+      DtInetSocket::myDestination, DtInetSocket::myLocalEndpoint, DtInetSocket::refuse,
+      DtInetUdpSocket::DtInetUdpSocket, DtInetUdpSocket::setSecondUdpSocket;
 };
 
 /// A test with a peer of the system's own, which must not hang.

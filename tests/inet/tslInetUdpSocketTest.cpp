@@ -40,7 +40,7 @@ TEST(DtInetUdpSocket, OpensOnceAndNeverAgain)
 {
    DtInetUdpSocket socket;
    EXPECT_TRUE(socket.state() == DtInetSockCreated && !socket.isOk() && socket.descriptor() == ~0u);
-   ASSERT_TRUE(socket.setSocket(loopback(9, DtInetProtoNone), 0, nullptr, 0x343));
+   ASSERT_TRUE(socket.setSocket(loopback(9, DtInetProtoNone), 0, nullptr, 0x700000343));
    EXPECT_TRUE(socket.flags() == 0x343 && socket.isNonBlocking());
    ASSERT_TRUE(socket.setSocket(loopback()) && socket.openSocket()) << told(socket);
    EXPECT_TRUE(socket.state() == DtInetSockOpen && socket.isOk() && !socket.setSocket(loopback()));
@@ -54,51 +54,15 @@ TEST(DtInetUdpSocket, OpensOnceAndNeverAgain)
    EXPECT_TRUE(!socket.setSocket(loopback()) && socket.closeSocket() && socket.state() == DtInetSockClosed);
 }
 
-TEST(DtInetUdpSocket, RefusesToOpenWithTheWrongEnds)
+struct WatchedSocket : Watched<DtInetUdpSocket>
 {
-   OpenUdpSocket local(loopback(), 0, nullptr, DtInetSockFlagsDefault, false), remote;
-   local.myLocalEndpoint.setProtocol(DtInetProtoTcp);
-   remote.myDestination = loopback(9, DtInetProtoTcp);
-   DtInetDevice nowhere(DtString("no such device"));
-   DtInetUdpSocket device(loopback(), 0, &nowhere, DtInetSockFlagsDefault, false);
-   DtInetUdpSocket holder(loopback(), 0, nullptr, theExclusive);
-   DtInetUdpSocket taken(loopback(), holder.localPort(), nullptr, DtInetSockFlagsDefault, false);
-   std::pair<DtInetUdpSocket *, char const *> const rows[] = {
-      {&local, "135 error openSocket(): Cannot open UDP socket from local TCP endpoint"},
-      {&remote, "135 error openSocket(): Cannot open UDP socket to a remote TCP endpoint"},
-      {&device, "10022 error openSocket(): Bad device: Device no such device not found"},
-      {&taken, "10048 error openSocket(): Error opening Boost socket\nAddress already in use"},
-   };
-   for (auto const & [socket, text] : rows)
-      EXPECT_EQ(told(socket->openSocket(), *socket), std::string("0, ") + text);
-}
+   using DtInetUdpSocket::joinMulticastGroup, Watched::Watched;
 
-// clang-format off
-#define NOTES(setter, Type) bool setter(Type value) override { return note(#setter, value) && DtInetUdpSocket::setter(value); }
-// clang-format on
-
-/// Notes the setters that its opening goes through, and fails in one of them if asked to.
-class WatchedSocket : public DtInetUdpSocket
-{
-public:
-   using DtInetUdpSocket::DtInetUdpSocket;
-   using DtInetUdpSocket::joinMulticastGroup;
-   NOTES(setReuseAddressOption, bool)
-   NOTES(setNonBlockingOption, bool)
-   NOTES(setBroadcastOption, bool)
-   NOTES(setSendBufferSize, Size)
-   NOTES(setReceiveBufferSize, Size)
+   bool setBroadcastOption(bool on) override { return note('c', on) && Watched::setBroadcastOption(on); }
    bool joinMulticastGroup(DtInetAddr const & group, DtInetDevice * device) override
    {
-      return note("joinMulticastGroup", localPort()) && DtInetUdpSocket::joinMulticastGroup(group, device);
+      return note('j', localPort()) && Watched::joinMulticastGroup(group, device);
    }
-
-   bool note(std::string const & what, Size value)
-   {
-      calls += what + "=" + std::to_string(value) + " ";
-      return what == failing ? throw std::runtime_error("no more") : true;
-   }
-   std::string calls, failing;
 };
 
 TEST(DtInetUdpSocket, OpensThroughTheVirtualSetters)
@@ -106,55 +70,63 @@ TEST(DtInetUdpSocket, OpensThroughTheVirtualSetters)
    unsigned short const port = unusedPort();
    WatchedSocket socket({DtInetAddr("239.1.2.3"), port, DtInetProtoUdp}, 0, nullptr, 0x442, false);
    ASSERT_TRUE(socket.openSocket() && socket.getBroadcastOption());
-   EXPECT_EQ(socket.calls, "setReuseAddressOption=1 setNonBlockingOption=1 setBroadcastOption=1 "
-                           "setSendBufferSize=65504 setReceiveBufferSize=65504 joinMulticastGroup=" +
-                              std::to_string(port) + " ");
-   WatchedSocket failing(loopback(), 0, nullptr, 0x002, false);
-   failing.failing = "setSendBufferSize";
-   EXPECT_EQ(told(failing.openSocket(), failing), "0, 10022 error openSocket(): no more");
-   EXPECT_EQ(failing.calls,
-             "setReuseAddressOption=0 setNonBlockingOption=0 setBroadcastOption=1 setSendBufferSize=65504 ");
+   EXPECT_EQ(socket.calls, "r1 b1 c1 s65504 v65504 j" + std::to_string(port) + " ");
 }
 
-TEST(DtInetUdpSocket, DestinationHasToFitTheSocket)
+TEST(DtInetUdpSocket, TellsWhyNot)
 {
-   DtInetUdpSocket socket(loopback());
-   EXPECT_EQ(told(socket.setDestination(loopback(8, DtInetProtoTcp)), socket),
-             "0, 10022 open setDestination(): Specified destination endpoint is not UDP");
-   EXPECT_EQ(socket.destination().port(), 9);
-   EXPECT_TRUE(socket.setDestination(loopback(7, DtInetProtoNone)));
-   EXPECT_STREQ(socket.destination().toDtString(true), "127.0.0.1:7(UDP)");
-   // A broadcast destination lends the socket its port, and holds it.
    unsigned short const port = unusedPort();
+   DtInetDevice nowhere(DtString("no such device"));
+   OpenUdpSocket local(loopback(), 0, nullptr, 0xC83, false), remote;
+   local.myLocalEndpoint.setProtocol(DtInetProtoTcp);
+   remote.myDestination = loopback(9, DtInetProtoTcp);
+   WatchedSocket failing(loopback(), 0, nullptr, 0x002, false);
+   failing.failing = 's';
+   DtInetUdpSocket device(loopback(), 0, &nowhere, 0xC83, false),
+      holder(loopback(), 0, nullptr, theExclusive);
+   DtInetUdpSocket taken(loopback(), holder.localPort(), nullptr, 0xC83, false), open(loopback());
+   DtInetUdpSocket any(DtInetEndpoint(DtInetAddr(), 9, DtInetProtoUdp)), connected(loopback()),
+      broken(loopback());
+   // A broadcast destination lends the socket its port, and holds it.
    DtInetUdpSocket broadcast(DtInetEndpoint(DtInetAddr("127.255.255.255"), port, DtInetProtoNone));
    EXPECT_EQ(broadcast.localPort(), port);
-   EXPECT_EQ(told(broadcast.setDestination(loopback()), broadcast),
-             "0, 10056 open setDestination(): Cannot change destination endpoint of open "
-             "broadcast/multicast socket");
-   broadcast.clearError();
-   EXPECT_EQ(told(broadcast.connectToDestination(), broadcast),
-             "0, 0 open connectToDestination(): cannot connect() to multicast / broadcast destination");
+   ASSERT_TRUE(connected.connectToDestination() && broken.connectToDestination());
+   auto const breaks = [](DtInetUdpSocket & socket)
+   { return close(static_cast<int>(socket.descriptor())) == 0; };
+   // clang-format off
+   Telling const rows[] = {
+      {local, [&] { return local.openSocket(); }, "0, 135 error openSocket(): Cannot open UDP socket from local TCP endpoint"},
+      {remote, [&] { return remote.openSocket(); }, "0, 135 error openSocket(): Cannot open UDP socket to a remote TCP endpoint"},
+      {device, [&] { return device.openSocket(); }, "0, 10022 error openSocket(): Bad device: Device no such device not found"},
+      {taken, [&] { return taken.openSocket(); }, "0, 10048 error openSocket(): Error opening Boost socket\nAddress already in use"},
+      {failing, [&] { return failing.openSocket(); }, "0, 10022 error openSocket(): Cannot allocate memory"},
+      {open, [&] { return open.setDestination(loopback(8, DtInetProtoTcp)); }, "0, 10022 open setDestination(): Specified destination endpoint is not UDP"},
+      {open, [&] { return open.destination().port(); }, "9, 10022 open setDestination(): Specified destination endpoint is not UDP"},
+      {open, [&] { return open.setMcastDevice(DtInetAddr("192.0.2.77")); }, "0, 10049 error setMcastDevice(): Error setting multicast device to 192.0.2.77\nCannot assign requested address"},
+      {open, [&] { return open.setSendLowWatermark(5); }, "0, 10042 error setSendLowWatermark(): Error setting send low watermark to 5\nProtocol not available"},
+      {broadcast, [&] { return broadcast.connectToDestination(); }, "0, 0 open connectToDestination(): cannot connect() to multicast / broadcast destination"},
+      {broadcast, [&] { return broadcast.setDestination(loopback()); }, "0, 10056 open setDestination(): Cannot change destination endpoint of open broadcast/multicast socket"},
+      {any, [&] { return any.connectToDestination(); }, "0, 10049 error connectToDestination(): Error connecting Boost socket\nCannot assign requested address"},
+      {connected, [&] { return breaks(connected) && connected.disconnect(); }, "0, 10009 error disconnect(): Error disconnecting Boost socket\nBad file descriptor"},
+      {connected, [&] { return connected.setMcastTtlOption(3); }, "0, 10009 error setMcastTtl(): Error setting multicast TTL to  3\nBad file descriptor"},
+      {connected, [&] { return int(connected.getBytesAvailable()); }, "0, 10009 error getBytesAvailable():\nBad file descriptor"},
+      {broken, [&] { return breaks(broken) && broken.closeSocket(); }, "0, 10009 error closeSocket(): Error closing Boost socket\nBad file descriptor"},
+      {broken, [&] { return broken.closeSocket(); }, "1, 10009 closed closeSocket(): Error closing Boost socket\nBad file descriptor"},
+   };
+   // clang-format on
+   for (Telling const & row : rows)
+      EXPECT_EQ(told(row.call(), row.socket), row.told);
+   EXPECT_EQ(failing.calls, "r0 b0 c1 s65504 ");
+   EXPECT_TRUE(open.setDestination(loopback(7, DtInetProtoNone)));
+   EXPECT_STREQ(open.destination().toDtString(true), "127.0.0.1:7(UDP)");
 }
 
-TEST(DtInetUdpSocket, ConnectsAndTellsWhyNot)
+TEST(DtInetUdpSocket, ConnectsOnceItIsOpen)
 {
    DtInetUdpSocket socket(loopback(), 0, nullptr, DtInetSockFlagsDefault, false);
    EXPECT_TRUE(socket.disconnect() && socket.connectToDestination() && socket.state() == DtInetSockConnected);
    EXPECT_STREQ(socket.localEndpoint().address().toDtString(), "127.0.0.1");
-   EXPECT_TRUE(socket.openSocket() && socket.closeSocket()) << told(socket);
-   EXPECT_FALSE(socket.connectToDestination());
-   DtInetUdpSocket nowhere(DtInetEndpoint(DtInetAddr(), 9, DtInetProtoUdp));
-   EXPECT_EQ(told(nowhere.connectToDestination(), nowhere),
-             "0, 10049 error connectToDestination(): Error connecting Boost socket\n"
-             "Cannot assign requested address");
-   DtInetUdpSocket broken(loopback());
-   ASSERT_TRUE(broken.connectToDestination());
-   close(static_cast<int>(broken.descriptor()));
-   EXPECT_EQ(told(broken.disconnect(), broken),
-             "0, 10009 error disconnect(): Error disconnecting Boost socket\nBad file descriptor");
-   EXPECT_EQ(told(broken.closeSocket(), broken),
-             "0, 10009 error closeSocket(): Error closing Boost socket\nBad file descriptor");
-   EXPECT_TRUE(broken.closeSocket());
+   EXPECT_TRUE(socket.openSocket() && socket.closeSocket() && !socket.connectToDestination()) << told(socket);
 }
 
 TEST(DtInetUdpSocketOptions, KeepToWhatTheSystemHas)
@@ -165,16 +137,10 @@ TEST(DtInetUdpSocketOptions, KeepToWhatTheSystemHas)
    EXPECT_TRUE(socket.setSendBufferSize(most) && socket.setReceiveBufferSize(most));
    EXPECT_TRUE(socket.getReceiveBufferSize() < 1ul << 31 && socket.getReceiveBufferSize() > 65504u);
    EXPECT_EQ(socket.getSendLowWatermark(), 1u);
-   EXPECT_EQ(
-      told(socket.setSendLowWatermark(5), socket),
-      "0, 10042 error setSendLowWatermark(): Error setting send low watermark to 5\nProtocol not available");
    LoopbackPeer peer;
    for (char const * const text : {"12345", "1"})
       peer.send(text, "127.0.0.1", socket.localPort());
    EXPECT_EQ(socket.getBytesAvailable(), 5u);
-   close(static_cast<int>(socket.descriptor()));
-   EXPECT_EQ(told(int(socket.getBytesAvailable()), socket),
-             "0, 10009 error getBytesAvailable():\nBad file descriptor");
 }
 
 TEST(DtInetUdpSocketOptions, OfGroups)
@@ -197,13 +163,6 @@ TEST(DtInetUdpSocketOptions, OfGroups)
                   socket.setMcastDevice(static_cast<DtInetDevice *>(nullptr)))
          << told(socket);
    }
-   DtInetUdpSocket socket(loopback());
-   EXPECT_EQ(told(socket.setMcastDevice(DtInetAddr("192.0.2.77")), socket),
-             "0, 10049 error setMcastDevice(): Error setting multicast device to 192.0.2.77\n"
-             "Cannot assign requested address");
-   close(static_cast<int>(socket.descriptor()));
-   EXPECT_EQ(told(socket.setMcastTtlOption(3), socket),
-             "0, 10009 error setMcastTtl(): Error setting multicast TTL to  3\nBad file descriptor");
 }
 
 using DtInetUdpSocketGroups = InNetwork;

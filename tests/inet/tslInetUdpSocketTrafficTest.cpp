@@ -13,42 +13,6 @@ namespace
 
 using namespace socketKit;
 
-// The same exchange with every combination of what sends and what receives.
-using Exchange = testing::TestWithParam<std::tuple<unsigned long, unsigned long, bool>>;
-
-TEST_P(Exchange, CarriesDatagramsAndCountsThem)
-{
-   Watchdog const watchdog;
-   auto const [senderFlags, receiverFlags, isIpv6] = GetParam();
-   DtInetAddr const address(isIpv6 ? "::1" : "127.0.0.1");
-   DtInetUdpSocket receiver({address, 9, DtInetProtoUdp}, 0, nullptr, receiverFlags);
-   DtInetUdpSocket sender({address, receiver.localPort(), DtInetProtoNone}, 0, nullptr, senderFlags);
-   ASSERT_TRUE(receiver.isOk() && sender.isOk());
-   char bytes[] = "0123456789", got[20] = "";
-   Chain chain({"ab", "", "cde"}), into({"-", "--", "---"}), last({"...."});
-   EXPECT_TRUE(sender.send(bytes, 10) == 10 && sender.sendChain(chain.chain) == 5 &&
-               sender.send(bytes, 0) == 0 && sender.send(bytes, 4, DtInetSockSkipPreCallbacks) == 4);
-   EXPECT_EQ(Counters(sender).sent, Count(4, 19));
-   DtInetEndpoint from, chainFrom;
-   ASSERT_TRUE(eventually([&] { return receiver.recvFrom(got, sizeof got, from) != 0; }));
-   EXPECT_STREQ(got, bytes);
-   EXPECT_TRUE(from == DtInetEndpoint(address, sender.localPort(), DtInetProtoUdp) && from.isUdp());
-   ASSERT_TRUE(eventually([&] { return receiver.recvToChainFrom(into.chain, chainFrom) != 0; }));
-   EXPECT_TRUE(into.text() == "abcde-" && chainFrom == from);
-   ASSERT_TRUE(eventually([&] { return receiver.recvToChain(last.chain) == 4; }));
-   EXPECT_EQ(last.text(), "0123");
-   // From the queue the polls in vain count too.
-   bool const isQueued = (receiverFlags & DtInetSockFlagAsyncReceive) != 0;
-   EXPECT_EQ(Counters(receiver).received, Count(isQueued ? receiver.totalPacketsReceived() : 3, 19));
-   sender.clearStats();
-   EXPECT_TRUE(Counters(sender).sent == Count(0, 0) && sender.isOk());
-}
-
-INSTANTIATE_TEST_SUITE_P(Ways, Exchange,
-                         testing::Combine(testing::Values(DtInetSockFlagsDefault + 0ul, 0xE81ul, theAsync),
-                                          testing::Values(theNonBlocking, 0xD83ul, theAsync),
-                                          testing::Bool()));
-
 using DtInetUdpSocketSend = WithPeer;
 
 TEST_F(DtInetUdpSocketSend, TellsWhyNot)
