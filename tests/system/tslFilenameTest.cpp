@@ -92,11 +92,10 @@ struct Fixed : DtFilename
    bool const there;
 };
 
-TEST(DtFilename, TestsFilesOnceItExists)
+TEST(DtFilename, TestsFilesOnceItExistsAndFindsItselfBehindAnotherPath)
 {
    TemporaryFolder const folder;
-   std::string const file = folder.write("file", "12345");
-   std::string const pipe = folder.path("pipe");
+   std::string const file = folder.write("sub/file", "12345"), pipe = folder.path("pipe");
    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
    auto const facts = [](DtFilename const & name)
    {
@@ -110,12 +109,6 @@ TEST(DtFilename, TestsFilesOnceItExists)
    EXPECT_EQ(facts("/no/such/file") + facts(Fixed(file, false)) + captured.text(), "00");
    EXPECT_EQ(facts(Fixed("/no/such/file", true)), "e0");
    EXPECT_EQ(captured.textAt(1), "DtFileName error getting File Length for /no/such/file\n");
-}
-
-TEST(DtFilename, FindsItselfBehindAnotherPath)
-{
-   TemporaryFolder const folder;
-   std::string const file = folder.write("sub/file", "");
    DtFilename name("sub/file");
    EXPECT_FALSE(name.searchAlternatePath(nullptr) || name.searchAlternatePath("/no/such/path"));
    EXPECT_EQ(name, "sub/file");

@@ -146,13 +146,13 @@ TEST(CheckRtiCompilerVersion, LooksForTheFilesOfTheFamily)
    // clang-format on
    for (auto const & [family, names] : rows)
    {
-      std::string const paths[] = {folder.write(names[1] + ".so", good),
-                                   folder.write(names[2] + ".so", good)};
+      std::string const one = folder.write(names[1] + ".so", good),
+                        two = folder.write(names[2] + ".so", good);
       EXPECT_EQ(check(DtHLALib(family)),
-                Verdict(true, "Looking for: " + names[0] + "_64.so. Found library in: " + paths[0] +
-                                 ". found!\nFound library in: " + paths[1] + ". found!\n"));
+                Verdict(true, "Looking for: " + names[0] + "_64.so. Found library in: " + one +
+                                 ". found!\nFound library in: " + two + ". found!\n"));
       EXPECT_EQ(DtLibPath(names[2] + ".so"), DtFilename(folder.path().c_str()));
-      std::remove(paths[0].c_str()), std::remove(paths[1].c_str());
+      std::remove(one.c_str()), std::remove(two.c_str());
    }
    // What is on no path is opened by its bare name.
    TemporaryFolder const here;
@@ -204,11 +204,11 @@ TEST(CheckRtiLibraryFile, SaysNoToWhatIsHostile)
    for (std::size_t size = 0; size < whole.size(); ++size)
       EXPECT_EQ(checkContent(whole.substr(0, size)), Verdict(false, "")) << size;
    // Each number of the header and of the table of sections, in turn, is what nobody would write.
-   std::uint64_t const most = ~std::uint64_t(0);
+   std::uint64_t const most = ~std::uint64_t(0),
+                       values[] = {0, most, most / 2, most / 2 + 1, most - 40, whole.size()};
    for (std::size_t at = 0; at + 8 <= 256; at += 2)
-      for (std::uint64_t value :
-           {std::uint64_t(0), most, most / 2, most / 2 + 1, most - 40, std::uint64_t(whole.size())})
-         for (std::size_t size : {2, 4, 8})
+      for (std::uint64_t value : values)
+         for (std::size_t const size : {2u, 4u, 8u})
          {
             std::string content = whole;
             content.replace(at, size, number(value, size));
