@@ -24,7 +24,7 @@ constexpr char operatingSystemName[] = "Linux";
 int startProcess(std::string const & commandLine, bool shown, std::string const & directory,
                  unsigned int & error);
 
-/// Has the end of a started process be taken note of by a later reapProcesses.
+/// Has the end of a started process be taken note of by a later reapProcesses, or when this process ends.
 void forgetProcess(int process);
 
 /// Takes note of the forgotten processes that have ended. Those of the application are left to it.

@@ -25,7 +25,7 @@ enum DtProcessInteractivity_enum : int
 /// path or an argument with a blank is split unless it brings its own double quotes. The program is the
 /// shortest part of the line up to a blank that can be executed; without a directory it is looked for along
 /// PATH. It inherits the environment and descriptors 0 to 2 alone. Nobody need wait for it: its end is taken
-/// note of at the next start. Any thread.
+/// note of at the next start, or when this process ends. Any thread.
 TSLUTIL_EXPORT bool DtCreateProcess(DtFilename const & program, std::vector<char *> const & arguments,
                                     DtProcessInteractivity_enum how);
 

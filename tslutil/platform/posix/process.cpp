@@ -32,6 +32,31 @@ std::vector<pid_t> & forgotten()
    return only;
 }
 
+/// The caller holds the mutex. One that the application has waited for itself is gone too.
+void reapForgotten()
+{
+   std::vector<pid_t> & processes = forgotten();
+   auto const isGone = [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; };
+   processes.erase(std::remove_if(processes.begin(), processes.end(), isGone), processes.end());
+}
+
+/// Who takes over the children at the end of the process, or goes on when the library is unloaded, may not
+/// care for those that have ended.
+struct AtExit
+{
+   AtExit() = default;
+   AtExit(AtExit const &) = delete;
+   AtExit & operator=(AtExit const &) = delete;
+
+   ~AtExit()
+   {
+      // A child that was forked amid another thread's call finds it locked for ever.
+      std::unique_lock<std::mutex> const guard(theForgottenMutex, std::try_to_lock);
+      if (guard)
+         reapForgotten();
+   }
+};
+
 /// Takes one word with its quotes off a text that begins with it.
 std::string takeWord(std::string const & text, std::size_t & position)
 {
@@ -178,17 +203,15 @@ int startProcess(std::string const & commandLine, bool shown, std::string const 
 
 void forgetProcess(int process)
 {
+   static AtExit const atExit;
    std::lock_guard<std::mutex> const guard(theForgottenMutex);
    forgotten().push_back(process);
 }
 
-// One that the application has waited for itself is gone too.
 void reapProcesses()
 {
    std::lock_guard<std::mutex> const guard(theForgottenMutex);
-   std::vector<pid_t> & processes = forgotten();
-   auto const isGone = [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; };
-   processes.erase(std::remove_if(processes.begin(), processes.end(), isGone), processes.end());
+   reapForgotten();
 }
 
 int processId()
