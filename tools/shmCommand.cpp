@@ -231,18 +231,18 @@ ExitCode list(bool asJsonText)
    return ExitWell;
 }
 
-/// Who wants to join a block that nobody holds removes it.
-bool removeBlock(Block const & block)
+/// Who wants to join a block that nobody holds removes it. False if somebody holds it by now.
+bool takeAway(Block const & block)
 {
    try
    {
       DtSharedMemoryPoolClient const joined{DtString(block.name.c_str())};
+      return false;
    }
    catch (DtException const &)
    {
+      return true;
    }
-   std::error_code unknown;
-   return !std::filesystem::exists(block.file, unknown);
 }
 
 ExitCode clean(bool asJsonText)
@@ -251,9 +251,9 @@ ExitCode clean(bool asJsonText)
    ExitCode code = ExitWell;
    for (Block const & block : findBlocks())
    {
-      if (block.isHeld)
+      if (block.isHeld || !takeAway(block))
          continue;
-      if (!removeBlock(block))
+      if (std::error_code unknown; std::filesystem::exists(block.file, unknown))
       {
          std::cerr << "tsl: " << block.file << " could not be removed.\n";
          code = ExitFailed;
