@@ -191,8 +191,11 @@ std::string findProgram()
 CrashDump readCrashDump(std::string const & path)
 {
    std::error_code unknown;
-   std::ifstream file(path);
-   if (!std::filesystem::is_regular_file(path, unknown) || !file)
+   std::ifstream file;
+   // A pipe would be waited for.
+   if (std::filesystem::is_regular_file(path, unknown))
+      file.open(path);
+   if (!file.is_open())
       throw UsageError(path + " can't be read. Is it the name of a crash dump, as \"NAME.dmp\"?");
    CrashDump dump;
    std::string section, line;
