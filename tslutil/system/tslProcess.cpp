@@ -22,7 +22,7 @@ int start(DtFilename const & program, std::vector<char *> const & arguments, DtP
    if (!arguments.empty())
       commandLine += ' ';
    for (char const * argument : arguments)
-      commandLine.append(argument).append(1, ' ');
+      commandLine.append(argument != nullptr ? argument : "").append(1, ' ');
    return tsl::platform::startProcess(commandLine, how == DtProcessShown, directory.string(), error);
 }
 
