@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <sstream>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -50,10 +49,7 @@ void crashAside()
    for (void (*leave)() : {+[] { setsid(); }, +[] { setpgid(0, 0); }})
    {
       if (fork() == 0)
-      {
-         leave();
-         raiseFault();
-      }
+         leave(), raiseFault();
    }
    while (wait(nullptr) > 0)
    {
@@ -61,53 +57,33 @@ void crashAside()
    raiseFault();
 }
 
-/// The body of a process that makes a dumper and crashes in `folder`.
-std::function<int()> crashing(TemporaryFolder const & folder, char const * name, void (*crash)())
-{
-   return [&folder, name, crash]
-   {
-      rlimit const noCore = {0, 0};
-      setrlimit(RLIMIT_CORE, &noCore);
-      DtMiniDumper{name};
-      if (chdir(folder.path().c_str()) == 0)
-         crash();
-      return 0;
-   };
-}
-
 TEST(DtMiniDumper, SavesADumpIfTheUserSaysYesAndTellsTheOutcome)
 {
    TemporaryFolder const folder;
    folder.write("dir.dmp/x", "");
    std::filesystem::create_symlink("/dev/full", folder.path("full.dmp"));
-   struct
+   std::tuple<char const *, void (*)(), int, char const *, char const *> const rows[] = {
+      {"sim", [] { *static_cast<char volatile *>(thePage) = 1; }, SIGSEGV, "y",
+       "Saved dump file to 'sim.dmp'"},
+      {"deep", [] { overflowStack(0); }, SIGSEGV, " Yes", "Saved dump file to 'deep.dmp'"},
+      {"two", crashTwice, SIGFPE, "y", "Saved dump file to 'two.dmp'"},
+      {"dir", raiseFault, SIGFPE, "y", "Failed to create dump file 'dir.dmp' (error 21)"},
+      {"full", raiseFault, SIGFPE, "y", "Failed to save dump file to 'full.dmp' (error 28)"},
+      {nullptr, std::abort, SIGABRT, "n", ""},
+      {"no", crashAside, SIGFPE, "", ""},
+      {"no", raiseFault, SIGFPE, "\x04", ""}};
+   for (auto const & [name, crash, signal, answer, outcome] : rows)
    {
-      char const * name;
-      void (*crash)();
-      int signal;
-      char const * answer;
-      char const * shown;
-   } const rows[] = {
-      {"sim", [] { *static_cast<char volatile *>(thePage) = 1; }, SIGSEGV, "y\n",
-       "y\r\nsim.dmp: Saved dump file to 'sim.dmp'\r\n"},
-      {"deep", [] { overflowStack(0); }, SIGSEGV, " Yes\n",
-       " Yes\r\ndeep.dmp: Saved dump file to 'deep.dmp'\r\n"},
-      {"two", crashTwice, SIGFPE, "y\n", "y\r\ntwo.dmp: Saved dump file to 'two.dmp'\r\n"},
-      {"dir", raiseFault, SIGFPE, "y\n", "y\r\ndir.dmp: Failed to create dump file 'dir.dmp' (error 21)\r\n"},
-      {"full", raiseFault, SIGFPE, "y\n",
-       "y\r\nfull.dmp: Failed to save dump file to 'full.dmp' (error 28)\r\n"},
-      {nullptr, std::abort, SIGABRT, "n\n", "n\r\n"},
-      {"no", crashAside, SIGFPE, "\n", "\r\n"},
-      {"no", raiseFault, SIGFPE, "\x04", ""},
-   };
-   for (auto const & row : rows)
-   {
-      std::string const title = std::string(row.name != nullptr ? row.name : "Application") + ".dmp";
-      TerminalRun const run = runOnTerminal(crashing(folder, row.name, row.crash), theQuestion, row.answer);
-      EXPECT_EQ(run.shown, "\r\n" + title + theQuestion + row.shown);
-      EXPECT_EQ(WIFSIGNALED(run.status) ? WTERMSIG(run.status) : 0, row.signal) << title;
+      std::string const title = std::string(name != nullptr ? name : "Application") + ".dmp";
+      std::string const told = *outcome != '\0' ? title + ": " + outcome + "\r\n" : "";
+      // The last hangs up.
+      std::string const typed = answer + std::string(*answer != 4, '\n');
+      std::string const echo = *answer != 4 ? answer + std::string("\r\n") : "";
+      TerminalRun const run = runToCrash(folder.path(), name, crash, typed);
+      EXPECT_EQ(run.shown, "\r\n" + title + theQuestion + echo + told);
+      EXPECT_EQ(WIFSIGNALED(run.status) ? WTERMSIG(run.status) : 0, signal) << title;
       EXPECT_EQ(std::filesystem::is_regular_file(folder.path(title)),
-                run.shown.find("Saved") != std::string::npos);
+                told.find("Saved") != std::string::npos);
    }
    std::ostringstream begin;
    begin << "signal 11\ncode 2\naddress " << thePage << "\nprocess .*\nthread .*\nregisters\n  .*";

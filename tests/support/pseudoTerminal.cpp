@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "support/pseudoTerminal.h"
 
+#include "tslutil/base/tslMiniDumper.h"
+
+#include <cstdio>
 #include <pty.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +14,8 @@ TerminalRun runOnTerminal(std::function<int()> const & child, std::string const 
 {
    TerminalRun run = {-1, ""};
    int master = -1;
+   // What waits to be printed would be printed there too.
+   std::fflush(stdout);
    pid_t const process = forkpty(&master, nullptr, nullptr, nullptr);
    if (process == 0)
    {
@@ -27,4 +33,19 @@ TerminalRun runOnTerminal(std::function<int()> const & child, std::string const 
    waitpid(process, &run.status, 0);
    close(master);
    return run;
+}
+
+TerminalRun runToCrash(std::string const & folder, char const * name, void (*crash)(),
+                       std::string const & answer)
+{
+   auto const child = [&]
+   {
+      rlimit const noCore = {0, 0};
+      setrlimit(RLIMIT_CORE, &noCore);
+      DtMiniDumper{name};
+      if (chdir(folder.c_str()) == 0)
+         crash();
+      return 0;
+   };
+   return runOnTerminal(child, "(y/n) ", answer);
 }

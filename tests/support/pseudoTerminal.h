@@ -15,3 +15,8 @@ struct TerminalRun
 /// `question` stands there, the user types `answer`. A process that takes a minute is ended by SIGALRM.
 TerminalRun runOnTerminal(std::function<int()> const & child, std::string const & question = "\n",
                           std::string const & answer = "");
+
+/// Runs, in a folder and on a terminal, a process that makes a dumper of this name and crashes; `answer` is
+/// typed once the user is asked.
+TerminalRun runToCrash(std::string const & folder, char const * name, void (*crash)(),
+                       std::string const & answer);
