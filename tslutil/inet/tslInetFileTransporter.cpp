@@ -116,6 +116,7 @@ void DtInetFileTransporter::listen(std::int64_t firstPort, int tries)
          std::make_unique<DtInetSocketMgr>(endpoint, nullptr, theServerFlags, theConnectionFlags, myFamily);
       if (manager->serverSocket()->getLastError() != 0)
          continue;
+      manager->addSocketAdditionCallback(makeRoomCb, this, -1);
       manager->addSocketAdditionCallback(receiveFileCb, this, -1);
       manager->addSocketRemovalCallback(deleteSocket, nullptr, -1);
       myTransportPort = manager->serverSocket()->localPort();
@@ -169,16 +170,25 @@ void DtInetFileTransporter::tick()
       listen(myTransportPort, 1);
    }
    mySocketMgr->processConnections();
-   dropFinishedConnections();
+   dropFinishedConnections(nullptr);
 }
 
-void DtInetFileTransporter::dropFinishedConnections()
+// While senders queue up, one tick takes them all.
+bool DtInetFileTransporter::makeRoomCb(DtInetSocket * socket, void * transporter)
+{
+   static_cast<DtInetFileTransporter *>(transporter)->dropFinishedConnections(socket);
+   return true;
+}
+
+void DtInetFileTransporter::dropFinishedConnections(DtInetSocket const * newest)
 {
    DtInetSocketList const & all = mySocketMgr->socketList();
    std::size_t surplus = all.size() - std::min(all.size(), theMaxFinished);
    std::vector<DtInetSocket *> finished;
    for (auto const & [peer, socket] : all)
    {
+      if (socket == newest)
+         continue;
       // Nothing more is read from it: what comes now is the peer's end, or without use.
       bool const isOver =
          !socket->isOk() ||

@@ -95,7 +95,7 @@ public:
 
    /// Closes all connections. What is incomplete is dropped.
    virtual ~DtInetFileTransporter();
-   /// Receives what peers have connected to send, each transfer to its end, then drops the connections whose
+   /// Receives what peers have connected to send, each transfer to its end, and drops the connections whose
    /// peers are done. Call it regularly. From inside a callback it does nothing. A listening socket that has
    /// failed, as for want of descriptors, is made anew.
    virtual void tick();
@@ -146,7 +146,8 @@ private:
    struct Outgoing;
 
    void listen(std::int64_t firstPort, int tries);
-   void dropFinishedConnections();
+   static bool makeRoomCb(DtInetSocket * socket, void * transporter);
+   void dropFinishedConnections(DtInetSocket const * newest);
    void sendContent(DtFilename const & file, Outgoing const & out, DtInetTcpSocket & socket);
    bool takeMessage(tsl::MessageReader const & message, std::set<int> & begun);
    bool startObject(DtInetFileTransportObject & object, tsl::MessageReader const & message);
