@@ -18,7 +18,7 @@ enum ExitCode : int
 
 // Each function adds one command with its options to the program. The command runs when its options have been
 // read, writes its result to standard output and what went wrong to standard error, and sets `code`, which
-// must outlive `app`.
+// must outlive `app`. What it throws is told and ends the program: with 2 for a UsageError, else with 1.
 
 /// A recording goes out through one DIS socket and comes back through another.
 void addExchangeCommand(CLI::App & app, ExitCode & code);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/command.h"
 #include "tools/crashDump.h"
-#include "tools/usageError.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -174,19 +173,11 @@ void printJson(std::ostream & out, std::string const & file, CrashDump const & d
 
 ExitCode run(Arguments const & arguments)
 {
-   try
-   {
-      CrashDump dump = readCrashDump(arguments.file);
-      if (!findPlaces(dump))
-         std::cerr << "tsl: functions and lines are unknown: install addr2line, of the package binutils.\n";
-      (arguments.json ? printJson : print)(std::cout, arguments.file, dump);
-      return ExitWell;
-   }
-   catch (UsageError const & error)
-   {
-      std::cerr << "tsl: " << error.what() << "\n";
-      return ExitUsage;
-   }
+   CrashDump dump = readCrashDump(arguments.file);
+   if (!findPlaces(dump))
+      std::cerr << "tsl: functions and lines are unknown: install addr2line, of the package binutils.\n";
+   (arguments.json ? printJson : print)(std::cout, arguments.file, dump);
+   return ExitWell;
 }
 
 } // namespace

@@ -48,6 +48,8 @@ std::vector<Pdu> readPdus(Arguments const & arguments, ExchangeSubject & subject
 
 ExitCode exchange(Arguments const & arguments)
 {
+   // The library's warnings of a PDU without its Attribute PDU are in the result, and no lines of it.
+   DtNotifyLevel = 0;
    ExchangeSubject subject;
    std::vector<Pdu> pdus = readPdus(arguments, subject);
    Exchange exchange(arguments.exchange);
@@ -58,26 +60,6 @@ ExitCode exchange(Arguments const & arguments)
    if (!result.failure.empty())
       std::cerr << "tsl: " << result.failure << "\n";
    return result.isWhole() ? ExitWell : ExitFailed;
-}
-
-ExitCode runExchange(Arguments const & arguments)
-{
-   // The library's warnings of a PDU without its Attribute PDU are in the result, and no lines of it.
-   DtNotifyLevel = 0;
-   try
-   {
-      return exchange(arguments);
-   }
-   catch (UsageError const & error)
-   {
-      std::cerr << "tsl: " << error.what() << "\n";
-      return ExitUsage;
-   }
-   catch (std::runtime_error const & error)
-   {
-      std::cerr << "tsl: " << error.what() << "\n";
-      return ExitFailed;
-   }
 }
 
 } // namespace
@@ -108,5 +90,5 @@ void addExchangeCommand(CLI::App & app, ExitCode & code)
    command->add_flag("--suppress", options.suppress, "The sender is to recognise and drop its own traffic");
    command->add_flag("--json", arguments->json, "Print one JSON object in place of the table");
    command->footer(theFooter);
-   command->callback([arguments, &code] { code = runExchange(*arguments); });
+   command->callback([arguments, &code] { code = exchange(*arguments); });
 }

@@ -236,15 +236,7 @@ ExitCode judgeFamily(Arguments const & arguments)
 
 ExitCode run(Arguments const & arguments)
 {
-   try
-   {
-      return theFamilies.count(arguments.name) > 0 ? judgeFamily(arguments) : searchLibrary(arguments);
-   }
-   catch (UsageError const & error)
-   {
-      std::cerr << "tsl: " << error.what() << "\n";
-      return ExitUsage;
-   }
+   return theFamilies.count(arguments.name) > 0 ? judgeFamily(arguments) : searchLibrary(arguments);
 }
 
 } // namespace

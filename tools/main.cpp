@@ -1,8 +1,22 @@
 // SPDX-License-Identifier: MIT
 // The command-line program `tsl`: shows what the library does, on the user's own data.
 #include "tools/command.h"
+#include "tools/usageError.h"
 
 #include <CLI/CLI.hpp>
+
+#include <iostream>
+
+namespace
+{
+
+ExitCode tell(std::exception const & error, ExitCode code)
+{
+   std::cerr << "tsl: " << error.what() << "\n";
+   return code;
+}
+
+} // namespace
 
 int main(int argc, char ** argv)
 {
@@ -25,6 +39,14 @@ int main(int argc, char ** argv)
    catch (CLI::ParseError const & error)
    {
       return app.exit(error) == 0 ? ExitWell : ExitUsage;
+   }
+   catch (UsageError const & error)
+   {
+      return tell(error, ExitUsage);
+   }
+   catch (std::exception const & error)
+   {
+      return tell(error, ExitFailed);
    }
    return code;
 }

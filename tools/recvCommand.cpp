@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/command.h"
 #include "tools/transfer.h"
-#include "tools/transferCommand.h"
 
 #include "tslutil/time/tslClock.h"
 
@@ -69,5 +68,5 @@ void addRecvCommand(CLI::App & app, ExitCode & code)
    command->add_flag("--force", options->force, "Overwrite files that are there");
    command->add_flag("--once", options->once, "End after the first transfer, good or not");
    command->footer(theFooter);
-   command->callback([options, &code] { code = runTransfer([options] { return receive(*options); }); });
+   command->callback([options, &code] { code = receive(*options); });
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/command.h"
 #include "tools/transfer.h"
-#include "tools/transferCommand.h"
 #include "tools/usageError.h"
 
 #include <CLI/CLI.hpp>
@@ -53,5 +52,5 @@ void addSendCommand(CLI::App & app, ExitCode & code)
       ->add_option("--to", arguments->to, "Where to: an address or host, with a port (3000 if none is given)")
       ->required();
    command->footer(theFooter);
-   command->callback([arguments, &code] { code = runTransfer([arguments] { return send(*arguments); }); });
+   command->callback([arguments, &code] { code = send(*arguments); });
 }

@@ -5,7 +5,8 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <ostream>
+#include <iostream>
+#include <unistd.h>
 
 std::string progressText(std::string const & name, double done, double total, double seconds)
 {
@@ -47,4 +48,9 @@ void TransferProgress::end()
    if (myIsShown)
       myOut << "\r\x1B[K" << std::flush;
    myIsShown = false;
+}
+
+TransferProgress progressOnTerminal()
+{
+   return {std::cerr, isatty(STDERR_FILENO) == 1};
 }

@@ -33,3 +33,6 @@ private:
    Clock::time_point myBegin;
    Clock::time_point myLast;
 };
+
+/// Progress on standard error, if that is a terminal.
+TransferProgress progressOnTerminal();

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
-#include "support/loopbackPeer.h"
 #include "support/program.h"
 #include "support/sha256.h"
 #include "support/watchdog.h"
 #include "tools/transferProgress.h"
+#include "tslutil/inet/tslInetTcpSocket.h"
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <filesystem>
-#include <optional>
-#include <thread>
+#include <future>
 
 namespace
 {
@@ -18,10 +18,12 @@ using testing::HasSubstr;
 
 TEST(TslTransfer, BringsFilesOverOrSaysWhyNotAndTellsDigestsAtBothEnds)
 {
-   Watchdog const watchdog;
+   Watchdog const watchdog(240);
    TemporaryFolder const folder;
-   std::string const in = folder.path("in"), content(99000, 'c'),
-                     digest = sha256(content.data(), content.size());
+   std::string const in = folder.path("in"), err = folder.path("err"), content(99000, 'c'),
+                     line = sha256(content.data(), content.size()) + "  x\n",
+                     stranger = "python3 " TEST_DATA_DIR "/transfer/peer.py send 127.0.0.1 ",
+                     streams = " --port 0 --into " + in + " >" + folder.path("out") + " 2>" + err;
    for (auto const & [options, old, name, told] :
         std::vector<std::array<std::string, 4>>{{"", "", "x", ""},
                                                 {" --max-size 99kB", "", "x", ""},
@@ -35,40 +37,34 @@ TEST(TslTransfer, BringsFilesOverOrSaysWhyNotAndTellsDigestsAtBothEnds)
       std::filesystem::remove_all(in);
       if (!old.empty())
          folder.write("in/x", old);
-      std::string const port = std::to_string(unusedPort()), file = "'" + folder.write(name, content) + "'";
-      std::optional<Program> receiver;
-      std::thread receiving([&, &options = options]
-                            { receiver.emplace("recv --once --port " + port + " --into " + in + options); });
-      std::string const line = digest + "  x\n";
+      std::string const file = " '" + folder.write(name, content) + "'",
+                        command = TSL_PROGRAM " recv --once" + options + streams;
+      folder.write("err", "");
+      auto receiving = std::async(std::launch::async, [&] { return std::system(command.c_str()); });
+      int port = 0;
       EXPECT_TRUE(eventually(
-         [&, &name = name]
-         {
-            // A stranger sends what the program itself does not.
-            return name == "x" ? Program("send --to localhost:" + port + " " + file).out == line
-                               : std::system(("python3 " TEST_DATA_DIR "/transfer/peer.py send 127.0.0.1 " +
-                                              port + " " + file + " 2>/dev/null")
-                                                .c_str()) == 0;
-         }));
-      receiving.join();
-      EXPECT_EQ(receiver->code, told.empty() ? 0 : 1) << options;
-      EXPECT_EQ(receiver->out, told.empty() ? line : "");
-      EXPECT_THAT(receiver->err, HasSubstr(told));
+         [&] { return std::sscanf(folder.read("err").c_str(), "tsl: listening on port %d,", &port) == 1; }));
+      // A stranger sends what the program itself does not.
+      if (name == "x")
+         EXPECT_EQ(Program("send --to localhost:" + std::to_string(port) + file).out, line);
+      else
+         EXPECT_EQ(std::system((stranger + std::to_string(port) + file + " 2>/dev/null").c_str()), 0);
+      EXPECT_EQ(WEXITSTATUS(receiving.get()), told.empty() ? 0 : 1) << options;
+      EXPECT_EQ(folder.read("out"), told.empty() ? line : "");
+      EXPECT_THAT(folder.read("err"), HasSubstr(told));
       EXPECT_EQ(std::filesystem::exists(in + "/x") ? folder.read("in/x") : "", told.empty() ? content : old);
       std::filesystem::remove(folder.path(name));
    }
-   std::string const err = folder.path("err"),
-                     receive = TSL_PROGRAM " recv --port 0 --into " + in + " 2>" + err;
-   EXPECT_EQ(std::system((receive + " & until grep -q listening " + err +
-                          "; do sleep 0.1; done; kill -TERM $!; wait $!")
-                            .c_str()),
-             0);
+   std::string const until =
+      " & until grep -q listening " + err + "; do sleep 0.1; done; kill -TERM $!; wait $!";
+   EXPECT_EQ(std::system((TSL_PROGRAM " recv" + streams + until).c_str()), 0);
 }
 
 TEST(TslTransfer, RefusesWhatCannotBeCarriedOutWithAWordOfHelp)
 {
    TemporaryFolder const folder;
-   std::string const x = folder.write("x", "x"), port = std::to_string(unusedPort()),
-                     to = " --to 127.0.0.1:" + port;
+   DtInetTcpSocket const deaf(DtInetEndpoint(DtInetAddr("127.0.0.1"), 9, DtInetProtoTcp));
+   std::string const x = folder.write("x", "x"), to = " --to 127.0.0.1:" + std::to_string(deaf.localPort());
    for (auto const & [command, code, told] : std::vector<std::tuple<std::string, int, char const *>>{
            {"send" + to, 2, "FILE"},
            {"send " + x, 2, "--to"},
