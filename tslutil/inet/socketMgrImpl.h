@@ -4,7 +4,6 @@
 #include "tslutil/inet/tslInetSocketMgr.h"
 #include "tslutil/inet/tslInetTcpSocket.h"
 #include "tslutil/inet/tslInetUdpSocket.h"
-#include "tslutil/platform/readiness.h"
 
 #include <map>
 #include <memory>
@@ -71,13 +70,6 @@ struct DtInetSocketMgrImpl
    std::unique_ptr<DtInetTcpSocket> pendingAccept;
    std::unique_ptr<DtInetUdpSocket> udpServer;
    std::unique_ptr<DtInetTcpSocket> tcpServer;
-
-   /// Says that nobody wants to connect.
-   tsl::platform::SocketWatch listenerWatch;
-   bool isListenerWatched = false;
-   /// Says that all streams that were given to it are silent.
-   tsl::platform::SocketWatch streamWatch;
-   unsigned int receiveWalks = 0;
 
    DtInetSocketList connections;
    DtInetEndpoint lastRecvEndpoint;

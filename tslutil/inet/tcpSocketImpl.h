@@ -4,9 +4,9 @@
 #include "tslutil/inet/tcpEngine.h"
 #include "tslutil/inet/tslInetTcpSocket.h"
 
-#include <cstdint>
 #include <memory>
 #include <optional>
+#include <type_traits>
 
 /// What a TCP socket holds: the end of a stream or a listener, and neither before a connection was accepted
 /// into it.
@@ -51,6 +51,8 @@ struct DtInetTcpSocketImpl
    template<class Option>
    int set(Option const & option)
    {
+      if (std::is_same_v<Option, boost::asio::socket_base::receive_low_watermark>)
+         hasWatermark = true;
       return isListening() ? acceptor->set(option) : socket->set(option);
    }
 
@@ -98,8 +100,8 @@ struct DtInetTcpSocketImpl
    DtInetUtils::DtInetAddrFamily family = DtInetUtils::DtInetFamilyUnspecified;
    bool keepsReuse = false;
    bool isReuseAsked = false;
-   /// The id of the platform's watch that the socket was given to last, 0 for none.
-   std::uint64_t watchedBy = 0;
+   /// Whether a receive low watermark was set, also one that a listener has passed on.
+   bool hasWatermark = false;
 };
 
 namespace tsl

@@ -2,6 +2,7 @@
 #include "tslutil/inet/tslInetSocketMgr.h"
 
 #include "tslutil/inet/socketMgrImpl.h"
+#include "tslutil/platform/readiness.h"
 
 #include <algorithm>
 #include <exception>
@@ -187,7 +188,8 @@ bool DtInetSocketMgr::preparePendingAccept()
    return pending != nullptr;
 }
 
-// Asking costs a tenth of a vain accept. A derived class is to see that accept once, which prepares it.
+// Asking costs a tenth of a vain accept, and works without a free descriptor. A derived class is to see that
+// accept once, which prepares it.
 bool DtInetSocketMgr::nobodyWaits()
 {
    DtInetTcpSocket & server = *myImpl->tcpServer;
@@ -195,9 +197,8 @@ bool DtInetSocketMgr::nobodyWaits()
    bool const isPrepared = pending.state() == DtInetSockCreated || typeid(pending) == typeid(DtInetTcpSocket);
    if (!isPrepared || server.state() != DtInetSockListening || !server.isNonBlocking())
       return false;
-   if (!myImpl->isListenerWatched)
-      myImpl->isListenerWatched = myImpl->listenerWatch.add(static_cast<int>(server.descriptor()));
-   return myImpl->isListenerWatched && myImpl->listenerWatch.isQuiet();
+   auto const listener = static_cast<tsl::platform::SocketHandle>(server.descriptor());
+   return tsl::platform::countIdle(&listener, 1) == 1;
 }
 
 DtInetSocket * DtInetSocketMgr::addConnection(DtInetSocket const * socket)

@@ -41,8 +41,7 @@ typedef DtInetSocket * (*DtInetSocketCreationCb)(void * userData, DtInetSocketMg
 ///
 /// Who destroys: the server socket is the manager's. All other sockets are the application's once they are
 /// removed, for which the removal callback is the place; the manager destroys none, not even at its own end.
-/// The server socket may stand among the connections of UDP peers: it must not be destroyed there. A manager
-/// takes two descriptors at most besides those of its sockets.
+/// The server socket may stand among the connections of UDP peers: it must not be destroyed there.
 ///
 /// Endpoints of different protocols have no order, so give TCP and UDP peers a manager each. One without a
 /// protocol stands for the protocol of the manager, which is UDP without a server.
@@ -106,8 +105,7 @@ public:
    /// Reads the next connection that has something, beginning behind the one that delivered last and going to
    /// the end of the list, not around: what stands in front waits for a later call. 0 if nothing came.
    /// A connection whose peer has closed is removed, and so is one that is still connecting, on purpose. One
-   /// that fails otherwise is removed and ends the call with its negative status. One that has less than its
-   /// receive low watermark may count as having nothing.
+   /// that fails otherwise is removed and ends the call with its negative status.
    virtual DtInetSockRcvStatus recvFrom(char * data, std::size_t size, DtInetEndpoint & from,
                                         unsigned long flags = 0);
    /// The same into a chain, with the receive callbacks. Any negative status counts as a failure, on purpose,

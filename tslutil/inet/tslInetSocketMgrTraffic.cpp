@@ -3,155 +3,80 @@
 #include "tslutil/inet/chainCore.h"
 #include "tslutil/inet/socketMgrImpl.h"
 #include "tslutil/inet/tcpSocketImpl.h"
+#include "tslutil/platform/readiness.h"
 
 #include <algorithm>
 #include <iterator>
 #include <typeinfo>
-#include <utility>
 
-using tsl::platform::SocketHandle;
 using tsl::platform::theMaxAsked;
 
 namespace
 {
 
-/// Finds the connections of a walk that have to be read, and passes over those that have nothing: a receive
-/// would do nothing else than find that out on a non-blocking socket of the library's own classes that is
-/// connected or open and has no background thread. The first few of a walk are read in any case: with busy
-/// peers one of them delivers. Of the others, the system tells by one question that all streams which it
-/// watches are silent; failing that, it is asked about each, many at once.
-class Readable
+typedef DtInetSocketMgrImpl::Iterator Iterator;
+
+// So many connections of a walk are read in any case: with busy peers one of them delivers.
+constexpr std::size_t thePlainReads = 4;
+constexpr std::size_t theFirstAsked = 16;
+
+// What a receive by a manager wants of each connection.
+struct Wanted
 {
-public:
-   typedef DtInetSocketList::iterator Iterator;
+   /// How many bytes it may deliver at most.
+   std::size_t room;
+   bool isChain;
+   unsigned long flags;
+};
 
-   /// `room` is how many bytes a receive may deliver at most.
-   Readable(DtInetSocketMgrImpl & mgr, std::size_t room, bool ofChain, unsigned long flags)
-      : myMgr(mgr), hasRoom(room > 0), isChain(ofChain), myFlags(flags), myRest(mgr.firstToRead())
-   {
-   }
+bool isStream(DtInetSocket const & socket)
+{
+   return typeid(socket) == typeid(DtInetTcpSocket);
+}
 
-   /// The next entry to read, the end of the list if there is none. `from` names the peer of the stream that
-   /// was passed over last before it, as a receive from that would have.
-   Iterator next(DtInetEndpoint & from)
+bool wouldCallBack(DtInetSocket & socket, unsigned long flags)
+{
+   return tsl::runsCallbacks(socket, DtInetSockPreReceive, flags, DtInetSockSkipPreCallbacks) ||
+          tsl::runsCallbacks(socket, DtInetSockPostReceive, flags, DtInetSockSkipPostCallbacks);
+}
+
+// Whether a receive that the system has nothing for would do nothing else than find that out. So it is with
+// the library's own classes, connected or open, non-blocking and without a background thread.
+bool mayBeIdle(DtInetSocket & socket, Wanted const & wanted)
+{
+   bool const isTcp = isStream(socket);
+   if (wanted.room == 0 || (!isTcp && typeid(socket) != typeid(DtInetUdpSocket)))
+      return false;
+   // The system is silent about bytes below the watermark, which a receive would deliver.
+   if (isTcp && tsl::TcpSocketAccess::impl(static_cast<DtInetTcpSocket &>(socket)).hasWatermark)
+      return false;
+   DtInetSockState const state = socket.state();
+   return (state == DtInetSockConnected || (state == DtInetSockOpen && !isTcp)) && socket.isNonBlocking() &&
+          (socket.flags() & DtInetSockFlagAsyncReceive) == 0 &&
+          !(wanted.isChain && wouldCallBack(socket, wanted.flags));
+}
+
+// The first entry from `entry` on that has to be read. The others are passed over, as the system tells of
+// many at once that they have nothing; `from` names the last stream among them, as its receive would have.
+Iterator passOverIdle(Iterator entry, Iterator const last, DtInetEndpoint & from, Wanted const & wanted)
+{
+   for (std::size_t most = theFirstAsked;; most = std::min(most * 4, theMaxAsked))
    {
-      Iterator const last = myMgr.connections.end();
-      if (myPlainReads < thePlainReads && myRest != last)
-      {
-         ++myPlainReads;
-         return myRest++;
-      }
-      while (myNext == myCount && myRest != last)
-         ask();
-      bool const isThere = myNext != myCount;
-      DtInetSocket const * const passed = isThere ? myFound[myNext].passed : myPassed;
+      tsl::platform::SocketHandle asked[theMaxAsked];
+      std::size_t count = 0;
+      for (Iterator next = entry; count < most && next != last && mayBeIdle(*next->second, wanted); ++next)
+         asked[count++] = static_cast<tsl::platform::SocketHandle>(next->second->descriptor());
+      std::size_t const idle = tsl::platform::countIdle(asked, count);
+      DtInetSocket * passed = nullptr;
+      for (std::size_t i = 0; i < idle; ++i, ++entry)
+         if (isStream(*entry->second))
+            passed = entry->second;
       if (passed != nullptr)
          from = passed->destination();
-      return isThere ? myFound[myNext++].entry : last;
+      if (idle < most)
+         return entry;
    }
-
-private:
-   struct Found
-   {
-      Iterator entry;
-      /// The stream that was passed over last before it, null for none since the entry before.
-      DtInetSocket const * passed;
-   };
-
-   static constexpr std::size_t thePlainReads = 4;
-   static constexpr std::size_t theFirstAsked = 16;
-   // Now and then each is asked about, should a descriptor have been closed behind its socket's back.
-   static constexpr unsigned int theTrustedWalks = 64;
-
-   void ask()
-   {
-      if (myMost == 0)
-         isQuiet = ++myMgr.receiveWalks % theTrustedWalks != 0 && myMgr.streamWatch.isQuiet();
-      myMost = std::min(std::max(myMost * 4, theFirstAsked), theMaxAsked);
-      SocketHandle handles[theMaxAsked];
-      bool isReady[theMaxAsked];
-      myNext = myCount = 0;
-      std::size_t asked = 0;
-      for (; asked < myMost && myRest != myMgr.connections.end(); ++myRest)
-      {
-         DtInetSocket & socket = *myRest->second;
-         bool const isStream = typeid(socket) == typeid(DtInetTcpSocket);
-         bool const isPlain = mayBeIdle(socket, isStream);
-         if (isPlain && isQuiet && isStream && watchOf(socket) == myMgr.streamWatch.id())
-         {
-            myPassed = &socket;
-            continue;
-         }
-         handles[asked] = isPlain ? static_cast<SocketHandle>(socket.descriptor()) : tsl::platform::noSocket;
-         myFound[asked++] = {myRest, std::exchange(myPassed, nullptr)};
-      }
-      if (asked != 0)
-         tsl::platform::findReadable(handles, isReady, asked);
-      keepReady(handles, isReady, asked);
-   }
-
-   // Keeps of those asked about the ones to read.
-   void keepReady(SocketHandle const * handles, bool const * isReady, std::size_t asked)
-   {
-      DtInetSocket const * passed = nullptr;
-      for (std::size_t i = 0; i < asked; ++i)
-      {
-         DtInetSocket & socket = *myFound[i].entry->second;
-         passed = myFound[i].passed != nullptr ? myFound[i].passed : passed;
-         if (isReady[i])
-            myFound[myCount++] = {myFound[i].entry, std::exchange(passed, nullptr)};
-         else if (typeid(socket) == typeid(DtInetTcpSocket))
-         {
-            passed = &socket;
-            watch(socket, handles[i]);
-         }
-      }
-      myPassed = myPassed != nullptr ? myPassed : passed;
-   }
-
-   void watch(DtInetSocket & socket, SocketHandle handle)
-   {
-      if (watchOf(socket) != myMgr.streamWatch.id() && myMgr.streamWatch.add(handle))
-         watchOf(socket) = myMgr.streamWatch.id();
-   }
-
-   static std::uint64_t & watchOf(DtInetSocket & stream)
-   {
-      return tsl::TcpSocketAccess::impl(static_cast<DtInetTcpSocket &>(stream)).watchedBy;
-   }
-
-   bool mayBeIdle(DtInetSocket & socket, bool isStream) const
-   {
-      if (!hasRoom || (!isStream && typeid(socket) != typeid(DtInetUdpSocket)))
-         return false;
-      DtInetSockState const state = socket.state();
-      bool const isOpen = state == DtInetSockConnected || (state == DtInetSockOpen && !isStream);
-      return isOpen && socket.isNonBlocking() && (socket.flags() & DtInetSockFlagAsyncReceive) == 0 &&
-             !(isChain && wouldCallBack(socket));
-   }
-
-   bool wouldCallBack(DtInetSocket & socket) const
-   {
-      return tsl::runsCallbacks(socket, DtInetSockPreReceive, myFlags, DtInetSockSkipPreCallbacks) ||
-             tsl::runsCallbacks(socket, DtInetSockPostReceive, myFlags, DtInetSockSkipPostCallbacks);
-   }
-
-   DtInetSocketMgrImpl & myMgr;
-   bool const hasRoom;
-   bool const isChain;
-   unsigned long const myFlags;
-   bool isQuiet = false;
-   std::size_t myPlainReads = 0;
-   /// How many are asked about at once.
-   std::size_t myMost = 0;
-   /// Where the walk goes on behind those found.
-   Iterator myRest;
-   Found myFound[theMaxAsked];
-   std::size_t myCount = 0;
-   std::size_t myNext = 0;
-   /// The stream that was passed over last behind those found.
-   DtInetSocket const * myPassed = nullptr;
-};
+}
 
 } // namespace
 
@@ -240,11 +165,14 @@ template<class Receive>
 DtInetSockRcvStatus DtInetSocketMgr::receiveFromNext(std::size_t room, bool isChain, DtInetEndpoint & from,
                                                      unsigned long flags, Receive const & receive)
 {
-   Readable readable(*myImpl, room, isChain, flags);
+   auto const last = myImpl->connections.end();
+   std::size_t reads = 0;
+   auto const toRead = [&](Iterator entry) {
+      return reads++ < thePlainReads ? entry : passOverIdle(entry, last, from, {room, isChain, flags});
+   };
    std::vector<DtInetSocket *> dead;
    DtInetSockRcvStatus status = DtInetSockRcvNothing;
-   auto entry = readable.next(from);
-   for (; entry != myImpl->connections.end(); entry = readable.next(from))
+   for (Iterator entry = toRead(myImpl->firstToRead()); entry != last; entry = toRead(std::next(entry)))
    {
       DtInetSocket * const socket = entry->second;
       status = receive(*socket);

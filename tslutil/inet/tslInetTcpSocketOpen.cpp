@@ -232,6 +232,7 @@ bool DtInetTcpSocket::acceptConnection(DtInetTcpSocket * target, unsigned long f
    // The mode of an accepted socket isn't the listener's everywhere.
    target->setNonBlockingOption(isNonBlocking);
    target->myImpl->keepsReuse = true;
+   target->myImpl->hasWatermark |= myImpl->hasWatermark;
    target->openAcceptedConnection(tsl::EndpointAccess::endpointOf(peer.data(), peer.size, DtInetProtoTcp));
    return true;
 }
