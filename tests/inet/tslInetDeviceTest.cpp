@@ -228,19 +228,20 @@ TEST(DtInetDevice, TakesWhatIsNotTransient)
 TEST(DtInetDevice, MapsTypesStatesAndHardwareAddresses)
 {
    MadeAdapter made;
-   std::uint32_t const types[] = {6, 15, 144, 71, 24, 1};
-   for (int type = DtInetIfEthernet; type <= DtInetIfOther; ++type)
+   std::string told;
+   for (std::uint32_t const type : {6u, 15u, 144u, 71u, 24u, 1u})
    {
-      made.adapter.type = types[type];
-      EXPECT_EQ(made.device().type(), type);
+      made.adapter.type = type;
+      told += std::to_string(made.device().type());
    }
-   std::uint32_t const states[] = {1, 2, 4, 4, 4, 2, 2};
    for (int status = 0; status <= int(AdapterStatus::lowerLayerDown); ++status)
    {
       made.adapter.status = AdapterStatus(status);
-      EXPECT_EQ(made.device().linkState(), states[status]);
-      EXPECT_EQ(made.device().isUp() && made.device().isActive(), status == 0);
+      OpenDevice const device = made.device();
+      told +=
+         (device.isUp() ? " up" : " ") + std::to_string(device.linkState()) + (device.isActive() ? "+" : "");
    }
+   EXPECT_EQ(told, "012345 up1+ 2 4 4 4 2 2");
    made.adapter.physicalAddress = {0, 0x11, 0x22, 0xAB, 0x44, 0xFF};
    unsigned char bytes[8] = {9, 9, 9, 9, 9, 9, 9, 9};
    EXPECT_EQ(made.device().macAddr(bytes), 6u);
@@ -404,10 +405,8 @@ TEST_F(InetScan, SaysWhyTheInterfacesCannotBeRead)
 TEST_F(InetScan, MaxPacketBufferSizeIsSetAndReadByAnyThread)
 {
    EXPECT_EQ(getMaxPacketBufferSize(), 65504);
-   std::thread other([] { setMaxPacketBufferSize(-7); });
-   int const seen = getMaxPacketBufferSize();
-   other.join();
-   EXPECT_TRUE((seen == 65504 || seen == -7) && getMaxPacketBufferSize() == -7);
+   std::thread([] { setMaxPacketBufferSize(-7); }).join();
+   EXPECT_EQ(getMaxPacketBufferSize(), -7);
    setMaxPacketBufferSize(65504);
    EXPECT_FALSE(getLocalHostname().isEmpty());
 }
