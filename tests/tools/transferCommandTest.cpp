@@ -55,6 +55,7 @@ TEST(TslTransfer, BringsFilesOverOrSaysWhyNotAndTellsDigestsAtBothEnds)
       EXPECT_EQ(std::filesystem::exists(in + "/x") ? folder.read("in/x") : "", told.empty() ? content : old);
       std::filesystem::remove(folder.path(name));
    }
+   folder.write("err", "");
    std::string const until =
       " & until grep -q listening " + err + "; do sleep 0.1; done; kill -TERM $!; wait $!";
    EXPECT_EQ(std::system((TSL_PROGRAM " recv" + streams + until).c_str()), 0);
