@@ -46,7 +46,7 @@ TEST(TslTransfer, BringsFilesOverOrSaysWhyNotAndTellsDigestsAtBothEnds)
          [&] { return std::sscanf(folder.read("err").c_str(), "tsl: listening on port %d,", &port) == 1; }));
       // A stranger sends what the program itself does not.
       if (name == "x")
-         EXPECT_EQ(Program("send --to localhost:" + std::to_string(port) + file).out, line);
+         EXPECT_EQ(Program("send --to 127.0.0.1:" + std::to_string(port) + file).out, line);
       else
          EXPECT_EQ(std::system((stranger + std::to_string(port) + file + " 2>/dev/null").c_str()), 0);
       EXPECT_EQ(WEXITSTATUS(receiving.get()), told.empty() ? 0 : 1) << options;
