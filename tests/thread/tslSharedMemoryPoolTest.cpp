@@ -145,7 +145,7 @@ TEST(DtSharedMemoryPool, TellsWhatFailedByItsNumberAndLeavesNothing)
       auto const create = [&]
       {
          // A sanitizer's first look at a class takes descriptors.
-         thrownBy([] { Manager(theName + "warm", 1); });
+         thrownBy([] { Manager(theName + "warm", 1), Manager(theName, 0); });
          limit(row.limited, row.more);
          std::string const text = thrownBy([&] { Manager(row.name, row.size); });
          limit(row.limited, 0);
