@@ -2,23 +2,18 @@
 #include "tslutil/inet/datagramSocket.h"
 
 #include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/platform/datagramScope.h"
+
+using namespace tsl::errorNumbers;
 
 namespace tsl
 {
 
 using platform::SocketName;
 using platform::Transfer;
-
-namespace
-{
-
-constexpr int theRefused = 10061;
-constexpr int theReset = 10054;
-
-} // namespace
 
 int datagramErrorNumber(int error)
 {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/streamSocket.h"
 
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/platform/stream.h"
 
 #include <boost/asio/ip/v6_only.hpp>
 
 #include <algorithm>
 #include <limits>
+
+using namespace tsl::errorNumbers;
 
 namespace tsl
 {
@@ -18,12 +21,6 @@ using platform::Transfer;
 
 namespace
 {
-
-constexpr int theNetworkDown = 10050;
-constexpr int theNetworkUnreachable = 10051;
-constexpr int theTimedOut = 10060;
-constexpr int theHostDown = 10064;
-constexpr int theHostUnreachable = 10065;
 
 template<class Socket>
 int openAny(Socket & socket, bool isIpv6)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/tslInetSocket.h"
 
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/readHandle.h"
 #include "tslutil/inet/tslInetDevice.h"
 
@@ -8,11 +9,10 @@
 #include <iterator>
 #include <limits>
 
+using namespace tsl::errorNumbers;
+
 namespace
 {
-
-constexpr int theWouldBlock = 10035;
-constexpr int theTryAgain = 1237;
 
 bool isKnown(DtInetSockProcessingType type)
 {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/tslInetSocketMgr.h"
 
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/socketMgrImpl.h"
 #include "tslutil/platform/readiness.h"
 
@@ -8,12 +9,11 @@
 #include <exception>
 #include <typeinfo>
 
+using namespace tsl::errorNumbers;
+
 namespace
 {
 
-constexpr int theBadArgument = 10022;
-constexpr int theWrongProtocol = 10044;
-constexpr int theNotBuilt = 11003;
 constexpr int theConnectionLost = -2;
 
 // A new socket, null if there is no room for one.
@@ -219,7 +219,7 @@ DtInetSocket * DtInetSocketMgr::addConnection(DtInetEndpoint const & remote, uns
    DtInetEndpoint const key = myImpl->keyOf(remote);
    bool const isTcpServer = myImpl->tcpServer != nullptr;
    if (myImpl->serverSocket() != nullptr && isTcpServer != key.isTcp())
-      return fail(theWrongProtocol, DtString("Illegal attempt to add a connection from a ") +
+      return fail(theOtherProtocol, DtString("Illegal attempt to add a connection from a ") +
                                        nameOf(isTcpServer) + " socket manager to a " + nameOf(key.isTcp()) +
                                        " endpoint.");
    // The shared socket is known already, so addition callbacks don't hear of it.

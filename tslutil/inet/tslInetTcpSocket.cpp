@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/tslInetTcpSocket.h"
 
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tcpSocketImpl.h"
 #include "tslutil/inet/tslInetDevice.h"
 
+using namespace tsl::errorNumbers;
+
 namespace
 {
-
-constexpr int theBadArgument = 10022;
-constexpr int theDestinationInUse = 10056;
 
 // What a listener doesn't do by itself.
 constexpr unsigned long theTrafficFlags =

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Opening, connecting, listening, accepting and closing of TCP sockets.
 #include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/openGuard.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tcpSocketImpl.h"
@@ -11,6 +12,8 @@
 #include <algorithm>
 #include <iterator>
 
+using namespace tsl::errorNumbers;
+
 using tsl::errorMessage;
 using tsl::platform::SocketHandle;
 using tsl::platform::SocketName;
@@ -18,15 +21,6 @@ using tsl::platform::SocketName;
 namespace
 {
 
-constexpr int theInvalidState = 127;
-constexpr int theWrongProtocol = 135;
-constexpr int theTryAgain = 1237;
-constexpr int theNoSocket = 10009;
-constexpr int theBadArgument = 10022;
-constexpr int theWouldBlock = 10035;
-constexpr int theInProgress = 10036;
-constexpr int theTargetInUse = 10037;
-constexpr int theNoAddress = 10045;
 constexpr int theBacklog = 1024;
 
 // The failures of an accept that are the new connection's.
@@ -56,11 +50,11 @@ bool DtInetTcpSocket::openSocket()
    if (isServerSock())
       return true;
    if (myLocalEndpoint.isUdp())
-      return failOpen(theWrongProtocol, "Cannot open TCP socket from local UDP endpoint");
+      return failOpen(theUnfitProtocol, "Cannot open TCP socket from local UDP endpoint");
    if (myDestination.protocol() == DtInetProtoNone)
       myDestination.setProtocol(DtInetProtoTcp);
    if (!myDestination.isTcp())
-      return failOpen(theWrongProtocol, "Cannot open TCP socket to a remote UDP endpoint");
+      return failOpen(theUnfitProtocol, "Cannot open TCP socket to a remote UDP endpoint");
    takeDeviceAddress();
    myLocalEndpoint.setProtocol(DtInetProtoTcp);
    return tsl::openGuarded(*this, "DtInetTcpSocket::openSocket(): ", "Error opening Boost socket\n",
@@ -193,12 +187,12 @@ bool DtInetTcpSocket::takeListeningAddress()
       myState = DtInetSockCreated;
    }
    else
-      fail(theNoAddress, DtString("DtInetTcpSocket():: Specified interface does not have an IPv") +
-                            DtString(int(myImpl->family)) + " address assigned. ");
+      fail(theNotSupported, DtString("DtInetTcpSocket():: Specified interface does not have an IPv") +
+                               DtString(int(myImpl->family)) + " address assigned. ");
    // Only with a device; and the text goes behind the one that is there.
    bool const hasPort = myLocalEndpoint.port() != 0;
    if (!hasPort)
-      fail(theNoAddress, myLastErrorText + "Cannot open socket to listen on port 0");
+      fail(theNotSupported, myLastErrorText + "Cannot open socket to listen on port 0");
    return address != nullptr && hasPort;
 }
 

@@ -1,27 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Sending and receiving on TCP sockets.
 #include "tslutil/inet/chainCore.h"
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tcpSocketImpl.h"
+
+using namespace tsl::errorNumbers;
 
 using tsl::errorMessage;
 using tsl::platform::Transfer;
 
 namespace
 {
-
-constexpr int theTryAgain = 1237;
-constexpr int theNoSocket = 10009;
-constexpr int theWouldBlock = 10035;
-constexpr int theNotForSending = 10045;
-constexpr int theAborted = 10053;
-constexpr int theReset = 10054;
-constexpr int theNoBuffers = 10055;
-constexpr int theNotConnected = 10057;
-constexpr int theTimedOut = 10060;
-
-// Ends of the stream by the peer's closing have a code of their own.
-constexpr int theClosedByPeer = 2;
 
 bool isRetry(int number)
 {
@@ -133,7 +123,7 @@ bool DtInetTcpSocket::maySend(char const * operation, char const * unmade)
    if (myState != DtInetSockConnecting && myState != DtInetSockConnected)
       return fail(theNotConnected, DtString(operation) + ": " + "Error - not connected.");
    if ((myFlags & (DtInetSockFlagSend | DtInetSockFlagAsyncSend)) == 0)
-      return fail(theNotForSending, DtString(operation) + ": Socket not initialized for sending.");
+      return fail(theNotSupported, DtString(operation) + ": Socket not initialized for sending.");
    if (!myImpl->socket)
       return refuse(theNoSocket, DtString(unmade) + " called on uninitialized socket");
    return true;

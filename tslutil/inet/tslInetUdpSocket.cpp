@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/inet/tslInetUdpSocket.h"
 
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/inet/udpSocketImpl.h"
 
-namespace
-{
-
-constexpr int theBadArgument = 10022;
-constexpr int theDestinationInUse = 10056;
-
-} // namespace
+using namespace tsl::errorNumbers;
 
 DtInetUdpSocket::DtInetUdpSocket() : myImpl(std::make_unique<DtInetUdpSocketImpl>(*this))
 {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The multicast groups of UDP sockets.
 #include "tslutil/inet/boostAddress.h"
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/inet/udpSocketImpl.h"
@@ -8,10 +9,10 @@
 
 #include <algorithm>
 
+using namespace tsl::errorNumbers;
+
 namespace
 {
-
-constexpr int theNoDevice = 10045;
 
 DtInetAddr const * addressOf(DtInetDevice const & device, bool ipv6)
 {
@@ -56,9 +57,9 @@ bool DtInetUdpSocket::joinMulticastGroup(DtInetAddr const & group, DtInetDevice 
    DtInetDevice const * const used = isChosen ? device : found.get();
    DtInetAddr const * const address = used == nullptr ? nullptr : addressOf(*used, group.isIPv6());
    if (address == nullptr)
-      return refuse(theNoDevice, DtString("DtInetUdpSocket::joinMulticastGroup(): ") +
-                                    "Error joining group " + group.toDtString() +
-                                    " cannot find a multicast capable device");
+      return refuse(theNotSupported, DtString("DtInetUdpSocket::joinMulticastGroup(): ") +
+                                        "Error joining group " + group.toDtString() +
+                                        " cannot find a multicast capable device");
    std::pair<DtInetAddr, DtInetAddr> const membership(group, *address);
    auto & memberships = myImpl->memberships;
    if (std::find(memberships.begin(), memberships.end(), membership) != memberships.end())
@@ -87,9 +88,9 @@ bool DtInetUdpSocket::dropMulticastGroup(DtInetAddr const & group, DtInetDevice 
    bool const isRefused = device != nullptr && device->isMulticastCapable();
    boost::shared_ptr<DtInetDevice> const found = isRefused ? nullptr : findDevice(group.isIPv6());
    if (found == nullptr)
-      return refuse(theNoDevice, DtString("DtInetUdpSocket::dropMulticastGroup(): ") +
-                                    "Error dropping group " + group.toDtString() +
-                                    " cannot find a multicast capable device");
+      return refuse(theNotSupported, DtString("DtInetUdpSocket::dropMulticastGroup(): ") +
+                                        "Error dropping group " + group.toDtString() +
+                                        " cannot find a multicast capable device");
    DtInetAddr const address(*addressOf(*found, group.isIPv6()));
    auto & memberships = myImpl->memberships;
    auto const membership =

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Opening, connecting and closing of UDP sockets.
 #include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/openGuard.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/tslInetDevice.h"
@@ -8,14 +9,7 @@
 
 #include <algorithm>
 
-namespace
-{
-
-constexpr int theInvalidState = 127;
-constexpr int theWrongProtocol = 135;
-constexpr int theBadArgument = 10022;
-
-} // namespace
+using namespace tsl::errorNumbers;
 
 bool DtInetUdpSocket::openSocket()
 {
@@ -25,9 +19,9 @@ bool DtInetUdpSocket::openSocket()
    if (myState != DtInetSockCreated)
       return failOpen(theInvalidState, DtString("Invalid state ") + DtString(int(myState)));
    if (myLocalEndpoint.isTcp())
-      return failOpen(theWrongProtocol, "Cannot open UDP socket from local TCP endpoint");
+      return failOpen(theUnfitProtocol, "Cannot open UDP socket from local TCP endpoint");
    if (myDestination.isTcp())
-      return failOpen(theWrongProtocol, "Cannot open UDP socket to a remote TCP endpoint");
+      return failOpen(theUnfitProtocol, "Cannot open UDP socket to a remote TCP endpoint");
    if (myDestination.protocol() == DtInetProtoNone)
       myDestination.setProtocol(DtInetProtoUdp);
    // A socket for a group or for broadcasts listens on the port that it sends to.

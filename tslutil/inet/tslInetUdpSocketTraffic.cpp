@@ -2,22 +2,18 @@
 // Sending and receiving on UDP sockets.
 #include "tslutil/inet/chainCore.h"
 #include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/readHandle.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/udpSocketImpl.h"
+
+using namespace tsl::errorNumbers;
 
 using tsl::platform::SocketName;
 using tsl::platform::Transfer;
 
 namespace
 {
-
-constexpr int theTryAgain = 1237;
-constexpr int theNoDestination = 109;
-constexpr int theNotForSending = 10045;
-constexpr int theWouldBlock = 10035;
-constexpr int theReset = 10054;
-constexpr int theNoBuffers = 10055;
 
 char const theChainSend[] = "DtInetUdpSocket::sendChain()/sendChainTo()";
 
@@ -113,11 +109,11 @@ int DtInetUdpSocket::sendChainTo(DtInetSockChain & chain, DtInetEndpoint & to, u
 bool DtInetUdpSocket::maySend(char const * operation, DtInetEndpoint & to)
 {
    if ((myFlags & (DtInetSockFlagSend | DtInetSockFlagAsyncSend)) == 0)
-      return fail(theNotForSending, DtString(operation) + ": Socket not initialized for sending.");
+      return fail(theNotSupported, DtString(operation) + ": Socket not initialized for sending.");
    if (myState == DtInetSockConnected)
       return true;
    if (to.isTcp())
-      return fail(theNotForSending, "DtInetUdpSocket::sendTo(): endpoint is a TCP endpoint");
+      return fail(theNotSupported, "DtInetUdpSocket::sendTo(): endpoint is a TCP endpoint");
    if (to.protocol() == DtInetProtoNone)
       to.setProtocol(DtInetProtoUdp);
    return true;
