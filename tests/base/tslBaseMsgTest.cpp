@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/base/tslBaseMsg.h"
 
-#include "support/slots.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -35,11 +33,6 @@ auto const lent = [](char * bytes) { return reinterpret_cast<DtBufferPlaceHolder
 
 TEST(DtBaseMsg, GrowsByZerosAndKeepsItsBlockWhenItShrinks)
 {
-   typedef void (DtBaseMsg::*AtAddress)(void *, int, bool), (DtBaseMsg::*AtOffset)(int, int, bool);
-   EXPECT_TRUE(inSlotsFrom(2, &DtBaseMsg::netRep, &DtBaseMsg::length, &DtBaseMsg::changeSize,
-                           AtAddress(&DtBaseMsg::insertBytes), AtOffset(&DtBaseMsg::insertBytes),
-                           AtAddress(&DtBaseMsg::deleteBytes), AtOffset(&DtBaseMsg::deleteBytes),
-                           &DtBaseMsg::clearAll, &DtBaseMsg::newInternalBuffer, &Message::sizeChanged));
    Message message;
    EXPECT_EQ(message.netRep(), nullptr);
    message.initMsg(16, nullptr);

@@ -3,7 +3,6 @@
 
 #include "support/allocations.h"
 #include "support/capturedStream.h"
-#include "support/slots.h"
 
 #include <gtest/gtest.h>
 
@@ -113,16 +112,6 @@ TEST(DtHashKey, HashesNumbersOf32BitsAndSignedBytesAndEqualsByHashAndTextUnlessT
 
 TEST(DtHashlist, KeepsKeysAndValuesInStepThroughItsSlots)
 {
-   bool const inOrder =
-      inSlotsFrom(2, &Text::operator==, &Text::operator!=, &Text::hashValue, &Text::hashKeyType, &Text::clone,
-                  &Text::stringRep, &Text::equalTo, &OwnKey::computeHashValue, &Text::value,
-                  &Text::setValue) &&
-      inSlotsFrom(10, &Wide::value, &Wide::setValue) && slotOf(&Int::value) + slotOf(&Ptr::value) == 20 &&
-      inSlotsFrom(2, &Item::hashKey, &Item::listItem, &Item::keyItem, &Item::setKeyItem) &&
-      inSlotsFrom(2, &Table::add, &Table::remove, &Table::lookup, &Table::operator[], &Table::list,
-                  &Table::print, &Table::keys, &Table::empty, &Table::setFromOther, &Table::itemLookup,
-                  &Table::bucketFromHashKey, &Table::bucketItemLookup);
-   EXPECT_TRUE(inOrder);
    DtList values;
    values.add(&values);
    {

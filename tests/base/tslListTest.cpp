@@ -2,7 +2,6 @@
 #include "tslutil/base/tslIntrusiveList.h"
 
 #include "support/allocations.h"
-#include "support/slots.h"
 
 #include <gtest/gtest.h>
 
@@ -58,7 +57,6 @@ struct Noting : DtList
 
 TEST(DtList, PutsDataWhereItIsAskedThroughItsSlots)
 {
-   EXPECT_TRUE(inSlotsFrom(2, &Noting::addToList, &Noting::removeFromList));
    Noting list;
    DtListItem * const b = list.addToEnd(data('b'));
    list.addToStart(data('a'));
@@ -149,8 +147,6 @@ TEST(DtIntrusiveList, TellsObjectsTheirPlace)
 
 TEST(DtIntrusiveList, DeletesObjectsAndCountsOneOfThemTwice)
 {
-   EXPECT_TRUE(inSlotsFrom(4, static_cast<void (Objects::*)(DtListItem *)>(&Objects::removeAndDelete),
-                           &Objects::removeAllAndDelete));
    Object const stranger;
    Objects list;
    for (int i = 0; i < 5; ++i)

@@ -2,7 +2,6 @@
 #include "tslutil/base/tslOutputStream.h"
 
 #include "support/capturedStream.h"
-#include "support/slots.h"
 #include "support/temporaryFolder.h"
 #include "support/watchdog.h"
 
@@ -40,14 +39,6 @@ struct DtOutputStreamTest : ::testing::Test
    DtOutputStreamBuffer buffer;
    DtOutputStream stream{&buffer, level, 1, &notes};
 };
-
-TEST_F(DtOutputStreamTest, SlotOrder)
-{
-   typedef DtOutputStream S;
-   EXPECT_TRUE(inSlotsFrom(2, &S::attachPrinter, &S::detachPrinter, &S::detachAllPrinters, &S::write,
-                           &S::setThreshold, &S::threshold, &S::okToPrint, &S::operator()));
-   EXPECT_EQ(slotOf(&DtOutputStreamBuffer::setOutputStream), 14u);
-}
 
 TEST_F(DtOutputStreamTest, TextGoesOutByWholeLinesByFlushesAndByCalls)
 {

@@ -2,7 +2,6 @@
 #include "tslutil/base/tslPrinter.h"
 
 #include "support/pseudoTerminal.h"
-#include "support/slots.h"
 #include "support/temporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -50,17 +49,6 @@ TEST(DtStandardPrinters, PrintTheTextAsItStandsAndOutliveALostReader)
    EXPECT_TRUE(std::cout.good());
    sigset_t blocked;
    EXPECT_TRUE(pthread_sigmask(SIG_SETMASK, nullptr, &blocked) == 0 && sigismember(&blocked, SIGPIPE) == 0);
-}
-
-TEST(DtFilePrinter, SlotOrder)
-{
-   struct Open : DtFilePrinter
-   {
-      using DtFilePrinter::cacheFilename;
-   };
-   typedef DtFilePrinter P;
-   EXPECT_TRUE(inSlotsFrom(2, &DtPrinter::write, &P::setPrintTimestamps, &P::setLogRollingInterval,
-                           &P::resetFile, &P::isOpen, &Open::cacheFilename));
 }
 
 TEST(DtFilePrinter, RollsWhenMoreThanTheIntervalHasPassed)

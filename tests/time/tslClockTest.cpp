@@ -2,7 +2,6 @@
 #include "tslutil/time/tslClock.h"
 
 #include "support/capturedStream.h"
-#include "support/slots.h"
 
 #include <gtest/gtest.h>
 
@@ -28,11 +27,6 @@ double wallSeconds()
 
 TEST(DtClock, RefreshesTheApproximateTimeBySetSimTimeAndStartsAgainByInit)
 {
-   typedef DtClock C;
-   EXPECT_TRUE(inSlotsFrom(2, &C::init, &C::simTime, &C::setSimTime, &C::isSimTimeSet, &C::elapsedRealTime,
-                           &C::approximateElapsedRealTime, &C::useSimTimeForApproxRealTime,
-                           &C::setUseSimTimeForApproxRealTime, &C::clearUseSimTimeForApproxRealTime,
-                           &C::absRealTime));
    struct Noting : DtClock
    {
       void setSimTime(double seconds) override { DtClock::setSimTime(noted = seconds); }
