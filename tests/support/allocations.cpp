@@ -2,16 +2,6 @@
 #include "support/allocations.h"
 
 #include <atomic>
-#include <cstdlib>
-#include <new>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define UNDER_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-#define UNDER_SANITIZER
-#endif
-#endif
 
 namespace
 {
@@ -37,39 +27,33 @@ std::size_t allocationsOfAllThreads()
    return byAllThreads;
 }
 
-#ifdef UNDER_SANITIZER
+extern "C"
+{
+#ifdef TEST_SANITIZED
 
-extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(void const volatile *, std::size_t),
-                                                         void (*)(void const volatile *));
+   int __sanitizer_install_malloc_and_free_hooks(void (*)(void const volatile *, std::size_t),
+                                                 void (*)(void const volatile *));
 
-static int const installed = __sanitizer_install_malloc_and_free_hooks(
-   [](void const volatile *, std::size_t) { countOne(); }, [](void const volatile *) {});
+   static int const installed = __sanitizer_install_malloc_and_free_hooks(
+      [](void const volatile *, std::size_t) { countOne(); }, [](void const volatile *) {});
 
 #else
 
-// The forms that are not here call these.
-void * operator new(std::size_t size)
-{
-   countOne();
-   if (void * const block = std::malloc(size == 0 ? 1 : size))
-      return block;
-   throw std::bad_alloc();
-}
+   void * __libc_malloc(std::size_t size);
+   void * __libc_memalign(std::size_t alignment, std::size_t size);
 
-void * operator new(std::size_t size, std::align_val_t alignment)
-{
-   countOne();
-   std::size_t const unit = static_cast<std::size_t>(alignment);
-   if (void * const block = std::aligned_alloc(unit, (size + unit - 1) / unit * unit))
-      return block;
-   throw std::bad_alloc();
-}
+   // These stand ahead of the system's own for the whole program, the library included.
+   void * malloc(std::size_t size) noexcept
+   {
+      countOne();
+      return __libc_malloc(size);
+   }
 
-// clang-format off
-void operator delete(void * block) noexcept { std::free(block); }
-void operator delete(void * block, std::size_t) noexcept { std::free(block); }
-void operator delete(void * block, std::align_val_t) noexcept { std::free(block); }
-void operator delete(void * block, std::size_t, std::align_val_t) noexcept { std::free(block); }
-// clang-format on
+   void * aligned_alloc(std::size_t alignment, std::size_t size) noexcept
+   {
+      countOne();
+      return __libc_memalign(alignment, size);
+   }
 
 #endif
+}

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <netinet/in.h>
 #include <optional>
 #include <string>
 
@@ -32,17 +31,17 @@ public:
    std::optional<std::string> receive(double seconds = 5.0);
 
    /// The address and port that the last datagram came from.
-   std::string const & senderAddress() const { return mySenderAddress; }
-   unsigned short senderPort() const { return mySenderPort; }
+   std::string const & senderAddress() const { return lastSender; }
+   unsigned short senderPort() const { return lastPort; }
 
    /// Joins a group on an interface.
    void join(std::string const & group, std::string const & interfaceName);
 
 private:
-   int myDescriptor;
-   int myFamily;
-   std::string mySenderAddress;
-   unsigned short mySenderPort = 0;
+   int descriptor;
+   bool isIpv6;
+   std::string lastSender;
+   unsigned short lastPort = 0;
 };
 
 /// A port of loopback that no socket has, for the moment.

@@ -1,21 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "support/networkNamespace.h"
 
-#include "support/watchdog.h"
-
 #include <cerrno>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <stdexcept>
 #include <thread>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <net/if.h>
 #include <sched.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace
@@ -33,60 +26,17 @@ void enter(int descriptor)
       throw std::runtime_error(std::string("can't enter a network namespace: ") + std::strerror(errno));
 }
 
-/// A descriptor of a new namespace, -1 with errno if there can be none.
-int newNamespace()
-{
-   int const before = currentNamespace();
-   int made = -1;
-   if (before >= 0 && unshare(CLONE_NEWNET) == 0)
-   {
-      made = currentNamespace();
-      enter(before);
-   }
-   int const error = errno;
-   close(before);
-   errno = error;
-   return made;
-}
-
-std::string findOutWhyNot()
-{
-   int const made = newNamespace();
-   if (made < 0)
-      return std::string("needs network namespaces: ") + std::strerror(errno);
-   close(made);
-   return std::system("ip link show >/dev/null 2>&1") == 0 ? "" : "needs the ip tool";
-}
-
-/// Whether the system has made the route to an IPv6 address of its own, which it does some time after the
-/// address; what arrives until then is lost.
-bool hasOwnRoute(std::string const & addressWithPrefix)
-{
-   in6_addr address = {};
-   inet_pton(AF_INET6, addressWithPrefix.substr(0, addressWithPrefix.find('/')).c_str(), &address);
-   std::string wanted;
-   for (unsigned const byte : address.s6_addr)
-      wanted += {"0123456789abcdef"[byte / 16], "0123456789abcdef"[byte % 16]};
-   std::ifstream routes("/proc/thread-self/net/ipv6_route");
-   std::string line;
-   while (std::getline(routes, line))
-      if (line.rfind(wanted + " 80 ", 0) == 0)
-         return true;
-   return false;
-}
-
 } // namespace
 
 std::string NetworkNamespace::whyNot()
 {
-   static std::string const reason = findOutWhyNot();
-   return reason;
+   static bool const can = std::system("unshare --net ip link set lo up >/dev/null 2>&1") == 0;
+   return can ? "" : "needs network namespaces and the ip tool";
 }
 
-NetworkNamespace::NetworkNamespace() : descriptor(newNamespace())
+NetworkNamespace::NetworkNamespace()
 {
-   if (descriptor < 0)
-      throw std::runtime_error(std::string("no network namespace: ") + std::strerror(errno));
+   std::thread([this] { descriptor = unshare(CLONE_NEWNET) == 0 ? currentNamespace() : -1; }).join();
    ip("link set lo up");
 }
 
@@ -95,27 +45,27 @@ NetworkNamespace::~NetworkNamespace()
    close(descriptor);
 }
 
-bool NetworkNamespace::ip(std::string const & commands) const
+bool NetworkNamespace::run(std::string const & command) const
 {
    Inside const inside(*this);
-   std::FILE * const tool = popen("ip -batch -", "we");
-   bool good = tool != nullptr && std::fputs(commands.c_str(), tool) >= 0;
-   good = tool != nullptr && pclose(tool) == 0 && good;
-   EXPECT_TRUE(good) << "ip: " << commands;
-   return good;
+   bool const isGood = std::system(command.c_str()) == 0;
+   EXPECT_TRUE(isGood) << command;
+   return isGood;
+}
+
+bool NetworkNamespace::ip(std::string const & commands) const
+{
+   return run("ip -batch - <<'end'\n" + commands + "\nend");
+}
+
+bool NetworkNamespace::await(std::string const & query) const
+{
+   return run("timeout 20 sh -c 'until ip " + query + "; do sleep 0.01; done'");
 }
 
 bool NetworkNamespace::awaitRunning(std::string const & interfaceName) const
 {
-   Inside const inside(*this);
-   int const any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-   ifreq request = {};
-   interfaceName.copy(request.ifr_name, sizeof request.ifr_name - 1);
-   bool const isRunning = eventually(
-      [&] { return ioctl(any, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_RUNNING) != 0; }, 5.0);
-   close(any);
-   EXPECT_TRUE(isRunning) << interfaceName;
-   return isRunning;
+   return await("link show " + interfaceName + " | grep -q \"state U\"");
 }
 
 bool NetworkNamespace::connect(NetworkNamespace const & left, std::string const & leftName,
@@ -129,14 +79,14 @@ bool NetworkNamespace::connect(NetworkNamespace const & left, std::string const 
           right.awaitRunning(rightName);
 }
 
+// The system makes the route to an IPv6 address of its own some time after the address; what arrives until
+// then is lost.
 bool NetworkNamespace::addAddress(std::string const & interfaceName, std::string const & address) const
 {
    bool const isIpv6 = address.find(':') != std::string::npos;
-   bool const isAdded = ip("addr replace " + address + " dev " + interfaceName + (isIpv6 ? " nodad" : ""));
-   Inside const inside(*this);
-   bool const isReady = !isIpv6 || eventually([&] { return hasOwnRoute(address); });
-   EXPECT_TRUE(isReady) << address;
-   return isAdded && isReady;
+   std::string const bare = address.substr(0, address.find('/'));
+   return ip("addr replace " + address + " dev " + interfaceName + (isIpv6 ? " nodad" : "")) &&
+          (!isIpv6 || await("-6 route show table local " + bare + " | grep -q ."));
 }
 
 NetworkNamespace::Inside::Inside(NetworkNamespace const & where) : before(currentNamespace())

@@ -33,8 +33,8 @@ public:
    /// false then.
    bool ip(std::string const & commands) const;
 
-   /// Waits until an interface that was brought up carries packets, for the system takes its time. False, and
-   /// the test fails, if that doesn't happen.
+   /// Waits until an interface that was brought up carries packets, for the system takes its time. The test
+   /// fails if it doesn't; false then.
    bool awaitRunning(std::string const & interfaceName) const;
 
    /// Makes a link between two namespaces, or within one, both ends running and without any address.
@@ -62,6 +62,9 @@ public:
    void onThread(std::function<void()> const & body) const;
 
 private:
+   bool run(std::string const & command) const;
+   bool await(std::string const & query) const;
+
    int descriptor;
 };
 

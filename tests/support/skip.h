@@ -7,9 +7,5 @@
 
 /// Skips the running test if `reason`, why the machine can't give what it needs, isn't empty.
 #define SKIP_BECAUSE(reason)                                                                                 \
-   do                                                                                                        \
-   {                                                                                                         \
-      std::string const whyToSkip = (reason);                                                                \
-      if (!whyToSkip.empty())                                                                                \
-         GTEST_SKIP() << whyToSkip;                                                                          \
-   } while (false)
+   if (std::string const whyToSkip = (reason); !whyToSkip.empty())                                           \
+   GTEST_SKIP() << whyToSkip

@@ -1,47 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "support/systemCalls.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define HAS_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define HAS_SANITIZER
-#endif
-#endif
-
-std::size_t thread_local SystemCallCount::total = 0;
-
-#ifdef HAS_SANITIZER
-
-// Its own functions of these names are to stay in force.
-char const * const SystemCallCount::theReason = "a sanitizer stands before the system's calls";
-
-#else
-
-#include <cstdarg>
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-char const * const SystemCallCount::theReason = "";
+thread_local std::size_t SystemCallCount::total = 0;
 
-namespace
-{
+#ifdef TEST_SANITIZED
 
-template<class Function>
-Function * next(char const * name)
+std::string SystemCallCount::whyNot()
 {
-   return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+   return "a sanitizer's own functions of these names are to stay in force";
 }
 
-} // namespace
+#else
+
+std::string SystemCallCount::whyNot()
+{
+   return "";
+}
 
 #define COUNTED(result, name, parameters, arguments)                                                         \
    extern "C" result name parameters                                                                         \
    {                                                                                                         \
-      static result(*const system) parameters = next<result parameters>(#name);                              \
+      static auto const system = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name));            \
       ++SystemCallCount::total;                                                                              \
       return system arguments;                                                                               \
    }

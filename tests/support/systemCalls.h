@@ -6,19 +6,15 @@
 
 /// Counts the calls to the system by which the calling thread moves data or waits for it, the library's calls
 /// included.
-class SystemCallCount
+struct SystemCallCount
 {
-public:
    /// Why they can't be counted in this build; empty if they can.
-   static std::string whyNot() { return theReason; }
+   static std::string whyNot();
 
    /// The calls since construction.
    std::size_t here() const { return total - before; }
 
    /// All calls so far.
    static thread_local std::size_t total;
-
-private:
    std::size_t before = total;
-   static char const * const theReason;
 };

@@ -1,24 +1,29 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <functional>
-#include <future>
 #include <thread>
+#include <unistd.h>
 
-/// Ends the test program, with the running test's name, if the scope isn't left in time: for what would hang
-/// rather than fail. The limit is for a loaded machine under a sanitizer; nothing waits for it.
-class Watchdog
+/// Ends the test program by SIGALRM if the scope isn't left in time: for what would hang rather than fail.
+/// The test is the one that ran last. The limit is for a loaded machine under a sanitizer; nothing waits for
+/// it.
+struct Watchdog
 {
-public:
-   explicit Watchdog(double seconds = 60.0);
-   ~Watchdog();
+   explicit Watchdog(double seconds = 60.0) : outer(alarm(static_cast<unsigned>(seconds))) {}
+   ~Watchdog() { alarm(outer); }
    Watchdog(Watchdog const &) = delete;
    Watchdog & operator=(Watchdog const &) = delete;
-
-private:
-   std::promise<void> left;
-   std::thread thread;
+   unsigned const outer; ///< what was left to a watchdog around this one
 };
 
 /// Waits until `condition` holds, and returns true; false if it doesn't hold in time.
-bool eventually(std::function<bool()> const & condition, double seconds = 20.0);
+inline bool eventually(std::function<bool()> const & condition, double seconds = 20.0)
+{
+   auto const end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+   bool isTrue = condition();
+   for (; !isTrue && std::chrono::steady_clock::now() < end; isTrue = condition())
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+   return isTrue;
+}
