@@ -22,17 +22,6 @@ unsigned long numberOf(std::string const & text, unsigned long otherwise = 0)
    return text.empty() ? otherwise : std::stoul(text, nullptr, 0);
 }
 
-/// "127.0.0.1 9 tcp": an address, a port, and a protocol, UDP if there is none.
-DtInetEndpoint endpointOf(std::string const & text)
-{
-   std::istringstream words(text);
-   std::string address, protocol;
-   unsigned short port = 0;
-   words >> address >> port >> protocol;
-   DtInetProtocol const other = protocol == "tcp" ? DtInetProtoTcp : DtInetProtoNone;
-   return {DtInetAddr(address.c_str()), port, protocol.empty() ? DtInetProtoUdp : other};
-}
-
 /// The pieces of "he|llo", of "70*ab", which is 70 times "ab", or of "70=a", which is one of 70 letters.
 std::vector<std::string> piecesOf(std::string const & text)
 {
@@ -131,12 +120,6 @@ struct UdpWorld : World
       return count == Count() ? "" : what + std::to_string(count.first) + "/" + std::to_string(bytes);
    }
 
-   /// Adds a verb that always does.
-   void always(std::string const & verb, std::function<void(Fields const &)> const & call)
-   {
-      verbs[verb] = [call](Fields const & row) { return call(row), "done"; };
-   }
-
    typedef std::function<int(OpenUdpSocket &, Chain &, std::string &, unsigned long)> Transfer;
 
    /// Adds a verb that sends or receives: on a socket the bytes, the other end, and the flags of the call.
@@ -171,8 +154,6 @@ struct UdpWorld : World
       return theDevice.get();
    }
 
-   std::optional<NetworkNamespace> network;
-   std::optional<NetworkNamespace::Inside> inside;
    std::unique_ptr<DtInetDevice> theDevice;
    std::map<std::string, std::unique_ptr<OpenUdpSocket>> sockets;
    std::map<std::string, std::unique_ptr<LoopbackPeer>> peers;
@@ -187,8 +168,6 @@ unsigned short portOf(std::string const & text)
 // clang-format off
 UdpWorld::UdpWorld()
 {
-   always("network", [this](auto &) { inside.emplace(network.emplace()); });
-   always("ip", [this](auto & row) { network->ip(row[1]); });
    always("port range", [](auto & row) { std::ofstream("/proc/sys/net/ipv4/ip_local_port_range") << row[1] << std::flush; });
    always("unused", [this](auto & row) { names[row[1]] = std::to_string(unusedPort()); });
    always("buffers", [](auto & row) { DtInetUtils::setMaxPacketBufferSize(int(numberOf(row[1]))); });
