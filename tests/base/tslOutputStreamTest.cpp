@@ -3,6 +3,7 @@
 
 #include "support/capturedStream.h"
 #include "support/temporaryFolder.h"
+#include "support/tsv.h"
 #include "support/watchdog.h"
 
 #include <gtest/gtest.h>
@@ -10,24 +11,26 @@
 #include <cerrno>
 #include <functional>
 #include <future>
+#include <map>
 #include <stdexcept>
 #include <thread>
 
 namespace
 {
 
-/// Notes what it gets as "level text|", the text of a stamped line behind a "!", then does what it is told
-/// to.
+/// Notes what it gets behind its name, as "a1 text|", the text of a stamped line behind a "!", then does what
+/// it is told to.
 struct Notes : DtPrinter
 {
+   Notes(std::string & place, char letter) : noted(place), name(letter) {}
    void write(std::string const & text, int level, bool stamp) override
    {
-      noted += std::to_string(level) + (stamp ? " !" : " ") + text + "|";
+      noted += name + std::to_string(level) + (stamp ? " !" : " ") + text + "|";
       then(text);
    }
-   std::string take() { return std::exchange(noted, ""); }
 
-   std::string noted;
+   std::string & noted;
+   char const name;
    std::function<void(std::string const &)> then = [](std::string const &) {};
 };
 
@@ -35,64 +38,16 @@ struct Notes : DtPrinter
 struct DtOutputStreamTest : ::testing::Test
 {
    int level = 2;
-   Notes notes;
+   std::string noted;
+   Notes notes{noted, 'a'};
    DtOutputStreamBuffer buffer;
    DtOutputStream stream{&buffer, level, 1, &notes};
 };
 
-TEST_F(DtOutputStreamTest, TextGoesOutByWholeLinesByFlushesAndByCalls)
+TEST_F(DtOutputStreamTest, PrintsWhatTheTableSaysAtEachStep)
 {
-   stream << "one" << 1 << "\ntwo\xff";
-   EXPECT_EQ(notes.take(), "1 !one1\n|");
-   stream << std::flush << std::flush << std::endl;
-   EXPECT_EQ(notes.take(), "1 two\xff|1 |1 !\n|1 |");
-   EXPECT_EQ(buffer.sputc('\xff'), 0xff);
-   stream("%s %d", "made", 7);
-   stream << "more";
-   stream(nullptr);
-   EXPECT_EQ(notes.take(), "1 \xff|1 made 7|1 more|");
-   stream("%s", std::string(5000, 'x').c_str());
-   EXPECT_EQ(notes.take(), "1 |1 " + std::string(2047, 'x') + "|");
-}
-
-TEST_F(DtOutputStreamTest, TheLevelIsAskedAtEveryCharacterAndWrite)
-{
-   level = 0;
-   stream << "lost\n";
-   stream("lost");
-   stream.write("lost", true);
-   level = 1;
-   stream << "kept";
-   stream.setThreshold(2);
-   stream << "lost";
-   stream.setThreshold(-1);
-   stream << "\nemptied by a flush";
-   level = -2;
-   stream << std::flush;
-   level = 2;
-   stream << "\n";
-   EXPECT_EQ(notes.take(), "-1 !kept\n|-1 !\n|");
-}
-
-TEST_F(DtOutputStreamTest, PrintersAreAttachedOnceInOrderAndDetachedOnce)
-{
-   std::string order;
-   Notes other;
-   notes.then = [&](std::string const &) { order += 'a'; };
-   other.then = [&](std::string const &) { order += 'b'; };
-   for (DtPrinter * printer : std::initializer_list<DtPrinter *>{&other, &notes, nullptr})
-      stream.attachPrinter(printer);
-   stream << "\n";
-   EXPECT_TRUE(!stream.detachPrinter(nullptr) && stream.detachPrinter(&notes) &&
-               !stream.detachPrinter(&notes));
-   stream << "\n";
-   stream.detachAllPrinters();
-   stream << "\n";
-   EXPECT_EQ(order, "abb");
-}
-
-TEST_F(DtOutputStreamTest, APrinterMayFailOrUseItsStream)
-{
+   Notes other(noted, 'b');
+   std::map<std::string, DtPrinter *> printers = {{"a", &notes}, {"b", &other}};
    notes.then = [&](std::string const & text)
    {
       if (text == "bad\n" || text == "worse")
@@ -102,9 +57,25 @@ TEST_F(DtOutputStreamTest, APrinterMayFailOrUseItsStream)
       if (text == "last\n")
          stream.detachAllPrinters();
    };
-   EXPECT_TRUE((stream << "bad\nworse" << std::flush).good());
-   stream << "outer\n" << std::flush << "last\ngone\n";
-   EXPECT_EQ(notes.take(), "1 !bad\n|1 worse|1 !outer\n|1 inner|1 !last\n|");
+   typedef std::string const & Text;
+   std::map<std::string, std::function<void(Text)>> const steps = {
+      {"put", [&](Text text) { stream << text; }},
+      {"putc", [&](Text text) { EXPECT_EQ(buffer.sputc(text[0]), 0xff); }},
+      {"flush", [&](Text) { stream << std::flush; }},
+      {"call", [&](Text text) { stream("%s", text.c_str()); }},
+      {"null", [&](Text) { stream(nullptr); }},
+      {"write", [&](Text text) { stream.write(text, true); }},
+      {"level", [&](Text text) { level = std::stoi(text); }},
+      {"threshold", [&](Text text) { stream.setThreshold(std::stoi(text)); }},
+      {"attach", [&](Text text) { stream.attachPrinter(printers[text]); }},
+      {"detach", [&](Text text) { noted += "01"[stream.detachPrinter(printers[text])]; }},
+      {"detachAll", [&](Text) { stream.detachAllPrinters(); }}};
+   for (Fields const & row : tableOf("base/outputStream.tsv"))
+   {
+      steps.at(row[0])(row[1]);
+      EXPECT_EQ(std::exchange(noted, ""), row[2]) << row[0] << ' ' << row[1];
+      EXPECT_TRUE(stream.good());
+   }
 }
 
 TEST(DtOutputStream, CallsItsSlotsAndFlushesAtItsEnd)
@@ -116,7 +87,8 @@ TEST(DtOutputStream, CallsItsSlotsAndFlushesAtItsEnd)
       void write(std::string const & text, bool stamp) override { DtOutputStream::write("+" + text, stamp); }
    };
    int level = 4;
-   Notes notes;
+   std::string noted;
+   Notes notes(noted, 'a');
    DtOutputStreamBuffer buffer;
    {
       Own stream(&buffer, level, 0, &notes);
@@ -126,7 +98,7 @@ TEST(DtOutputStream, CallsItsSlotsAndFlushesAtItsEnd)
       stream("two");
       stream << "partial";
    }
-   EXPECT_EQ(notes.take(), "5 !+one\n|5 +|5 +two|0 partial|");
+   EXPECT_EQ(noted, "a5 !+one\n|a5 +|a5 +two|a0 partial|");
    EXPECT_TRUE(buffer.pubsync() == -1 && buffer.sputc('x') == 'x');
 }
 
