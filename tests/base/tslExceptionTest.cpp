@@ -50,10 +50,10 @@ TEST(DtException, CopiesOfAChainStandAlone)
 
 TEST(DtTemplatedException, IsToldApartByItsNumber)
 {
-   EXPECT_THROW(throw DtTemplatedException<1002>("b"), DtThreadNotStarted);
-   EXPECT_THROW(throw DtInvalidInput("a"), DtTemplatedException<-1>);
-   EXPECT_THROW(throw DtThreadAlreadyRunning("c"), DtTemplatedException<1001>);
-   EXPECT_THROW(throw DtThreadCreationError("c"), DtTemplatedException<1003>);
+   static_assert(std::is_same_v<DtInvalidInput, DtTemplatedException<-1>> &&
+                 std::is_same_v<DtThreadAlreadyRunning, DtTemplatedException<1001>> &&
+                 std::is_same_v<DtThreadNotStarted, DtTemplatedException<1002>> &&
+                 std::is_same_v<DtThreadCreationError, DtTemplatedException<1003>>);
    EXPECT_THROW(throw DtTemplatedException<7>("d", "f", "a", 1), DtException);
    EXPECT_STREQ(DtTslRtiMismatchException("e").message(), "e");
 }

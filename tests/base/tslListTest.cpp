@@ -12,6 +12,8 @@
 namespace
 {
 
+typedef DtListItem Item;
+
 /// Data that is told apart by its letter; "-" for none.
 void * data(char letter)
 {
@@ -28,39 +30,32 @@ void fill(DtList & list, std::string const & letters)
 /// The data of a list as letters, with "!" behind it if the two ways through it or its count differ.
 std::string lettersOf(DtList const & list)
 {
-   auto const letter = [](DtListItem const * item)
+   auto const letter = [](Item const * item)
    { return item->data() ? *static_cast<char *>(item->data()) : '-'; };
    std::string there, back;
-   for (DtListItem const * item = list.first(); item != nullptr; item = item->next())
+   for (Item const * item = list.first(); item != nullptr; item = item->next())
       there += letter(item);
-   for (DtListItem const * item = list.last(); item != nullptr; item = item->prev())
+   for (Item const * item = list.last(); item != nullptr; item = item->prev())
       back.insert(back.begin(), letter(item));
    return there == back && there.size() == list.count() ? there : there + "!" + back;
 }
 
-/// Notes the calls of the slots.
+/// Notes the calls of the slots, and what the list is then.
 struct Noting : DtList
 {
    using DtList::addToList, DtList::removeFromList;
-   void addToList(DtListItem * item, DtListItem * after) override
-   {
-      DtList::addToList(item, after);
-      notes += "+" + lettersOf(*this);
-   }
-   void removeFromList(DtListItem * item) override
-   {
-      DtList::removeFromList(item);
-      notes += "-" + lettersOf(*this);
-   }
+   void addToList(Item * item, Item * after) override { DtList::addToList(item, after), note('+'); }
+   void removeFromList(Item * item) override { DtList::removeFromList(item), note('-'); }
+   void note(char change) { notes += change + lettersOf(*this); }
    std::string notes;
 };
 
 TEST(DtList, PutsDataWhereItIsAskedThroughItsSlots)
 {
    Noting list;
-   DtListItem * const b = list.addToEnd(data('b'));
+   Item * const b = list.addToEnd(data('b'));
    list.addToStart(data('a'));
-   DtListItem * const d = list.add(data('d'));
+   Item * const d = list.add(data('d'));
    EXPECT_EQ(list.addAfter(data('c'), b)->data(), data('c'));
    list.addAfter(data('e'), d);
    list.addBefore(data('x'), d);
@@ -92,10 +87,6 @@ TEST(DtList, RemovesFindsAndCopiesData)
 TEST(DtList, UsesItsItemsAgainUpToABoundOnWhateverThread)
 {
    DtList list;
-   list.remove(list.add(nullptr));
-   AllocationCount const steady;
-   list.remove(list.add(nullptr));
-   EXPECT_EQ(steady.here(), 0u);
    std::string const many(3000, 'a');
    fill(list, many);
    std::thread(

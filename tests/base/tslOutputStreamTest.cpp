@@ -78,7 +78,7 @@ TEST_F(DtOutputStreamTest, PrintsWhatTheTableSaysAtEachStep)
    }
 }
 
-TEST(DtOutputStream, CallsItsSlotsAndFlushesAtItsEnd)
+TEST_F(DtOutputStreamTest, CallsItsSlotsAndFlushesAtItsEnd)
 {
    struct Own : DtOutputStream
    {
@@ -86,17 +86,13 @@ TEST(DtOutputStream, CallsItsSlotsAndFlushesAtItsEnd)
       int threshold() const override { return 5; }
       void write(std::string const & text, bool stamp) override { DtOutputStream::write("+" + text, stamp); }
    };
-   int level = 4;
-   std::string noted;
-   Notes notes(noted, 'a');
-   DtOutputStreamBuffer buffer;
    {
-      Own stream(&buffer, level, 0, &notes);
-      stream << "lost\n";
+      Own own(&buffer, level, 0, &notes);
+      own << "lost\n";
       level = 5;
-      stream << "one\n";
-      stream("two");
-      stream << "partial";
+      own << "one\n";
+      own("two");
+      own << "partial";
    }
    EXPECT_EQ(noted, "a5 !+one\n|a5 +|a5 +two|a0 partial|");
    EXPECT_TRUE(buffer.pubsync() == -1 && buffer.sputc('x') == 'x');
@@ -108,17 +104,15 @@ TEST_F(DtOutputStreamTest, TakesNoLockWhileSilent)
    std::promise<void> entered, letGo;
    notes.then = [&](std::string const & text)
    {
-      if (text.empty())
-         return;
-      entered.set_value();
-      letGo.get_future().wait();
+      if (!text.empty())
+         entered.set_value(), letGo.get_future().wait();
    };
    // Inside the printer this holds the locks of the buffer and of the printers.
    std::thread holder([&] { stream << "stay\n"; });
    entered.get_future().wait();
    stream.setThreshold(3);
-   stream << "silent " << 1 << "\n";
-   stream("%d", 1);
+   stream << "silent\n";
+   stream("silent");
    letGo.set_value();
    holder.join();
 }
@@ -177,50 +171,38 @@ TEST(DtNotify, OutputIsSwitchedForAllStreams)
    EXPECT_EQ(captured.text(), "captured\n");
 }
 
-int theAborts = 0;
-
 TEST(DtNotify, HelpersPrintTheirTextsAtTheirLevels)
 {
+   static int aborts = 0;
    EXPECT_EQ(DtGetAbortFunc(), nullptr);
-   theAborts = 0;
-   DtSetAbortFunc([] { ++theAborts; });
+   DtSetAbortFunc([] { ++aborts; });
+   std::string const fatal = "**FATAL ERROR**: a 7", system = ": Broken pipe\n",
+                     network = ": Connection reset by peer \n";
    for (int const level : {-1, 0, 1})
       for (char const * format : {"a %d", static_cast<char const *>(nullptr)})
       {
          CapturedStream const captured;
          DtNotifyLevel = level;
-         DtFatalError(format, 7);
          for (void (*help)(char const *, ...) :
-              {DtFatalPerror, DtFatalNetPerror, DtWarnPerror, DtWarnNetPerror})
+              {DtFatalError, DtFatalPerror, DtFatalNetPerror, DtWarnPerror, DtWarnNetPerror})
          {
             errno = EPIPE;
             help(format, 7);
          }
-         EXPECT_EQ(captured.textAt(0), format != nullptr && level >= 0
-                                          ? "**FATAL ERROR**: a 7\n**FATAL ERROR**: a 7: Broken pipe\n"
-                                            "**FATAL ERROR**: a 7: Connection reset by peer \n"
-                                          : "");
-         EXPECT_EQ(captured.textAt(1), format != nullptr && level >= 1
-                                          ? "a 7: Broken pipe\na 7: Connection reset by peer \n"
-                                          : "");
+         bool const fatals = format != nullptr && level >= 0, warnings = format != nullptr && level >= 1;
+         EXPECT_EQ(captured.textAt(0), fatals ? fatal + "\n" + fatal + system + fatal + network : "");
+         EXPECT_EQ(captured.textAt(1), warnings ? "a 7" + system + "a 7" + network : "");
       }
-   EXPECT_EQ(theAborts, 18);
+   EXPECT_EQ(std::exchange(aborts, 0), 18);
    DtSetAbortFunc(nullptr);
    CapturedStream const captured;
    DtWarnPerror("%s", std::string(3000, 'x').c_str());
    EXPECT_EQ(captured.text().find(':'), 2047u);
-}
-
-TEST(DtNotify, TextsOfSocketErrors)
-{
-   std::string texts;
-   for (int const error : {0, EINTR, EWOULDBLOCK, 10101, 11004, EXDEV})
+   for (Fields const & row : tableOf("base/socketErrors.tsv"))
    {
-      errno = error;
-      texts += NTErrorString() + std::string("|");
+      errno = std::stoi(row[0]);
+      EXPECT_EQ(NTErrorString(), row[1]);
    }
-   EXPECT_EQ(texts, "unknown (non-WinSock) error|Interrupted System Call|Operation would block|Disconnect|"
-                    "Valid name, no data record of requested type|unknown (non-WinSock) error|");
 }
 
 TEST(DtNotifyDeathTest, AbortExitsAndPartialLinesGoOutLastStreamFirst)

@@ -3,13 +3,11 @@
 
 #include "support/allocations.h"
 #include "support/skip.h"
-#include "support/temporaryFolder.h"
 #include "support/tsv.h"
+#include "tslutil/base/tslNetTypes.h"
+#include "tslutil/base/tslStringBuffer.h"
 #include "tslutil/base/tslStringPattern.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <clocale>
@@ -150,12 +148,35 @@ std::string plainChanged(DtString const & text)
    return DtToUpper(copy.get()) == copy.get() ? listed(lower, copy.get()) : "another place";
 }
 
+std::string printed(double number)
+{
+   char text[64];
+   std::snprintf(text, sizeof text, "%.13g", number);
+   return text;
+}
+
+/// The number, then the flag after it was preset to true and to false, each after an earlier call's error.
+template<class Number>
+std::string parsed(Number (DtString::*parser)(bool *) const, DtString const & text, std::string const & error)
+{
+   bool flags[] = {true, false};
+   std::string number;
+   for (bool & flag : flags)
+   {
+      errno = error == "ERANGE" ? ERANGE : error == "EINVAL" ? EINVAL : 0;
+      number = printed(static_cast<double>((text.*parser)(&flag)));
+      EXPECT_EQ(printed(static_cast<double>((text.*parser)(nullptr))), number) << text;
+   }
+   return number + " " + "01"[flags[0]] + "01"[flags[1]];
+}
+
 typedef std::string (*Operation)(DtString & s, Fields const & row);
 
 // What an operation makes of the text s and the arguments behind it, whose first characters are a and b.
 // clang-format off
 #define OPERATION(name, ...) {#name, [](DtString & s, [[maybe_unused]] Fields const & row) -> std::string { \
    [[maybe_unused]] char const a = row[3][0], b = row[4][0]; return __VA_ARGS__; }}
+#define PARSER(name) OPERATION(name, parsed(&DtString::name, s, row[3]))
 std::map<std::string, Operation> const theOperations = {
    OPERATION(compare, listed(compared(s, row[3].c_str()), compared(s, DtString(row[3])))),
    OPERATION(caseCompare, listed(s.caseCompare(row[3].c_str()), s.caseCompare(DtString(row[3])))),
@@ -172,7 +193,9 @@ std::map<std::string, Operation> const theOperations = {
    OPERATION(contains, listed(DtContainsSubstring(s, row[3]))),
    OPERATION(replace, listed(DtReplaceSubstring(s, row[3], row[4]))),
    OPERATION(replaceAll, listed(DtReplaceAllSubstrings(s, row[3], row[4]))),
-   OPERATION(indexOf, listed(DtStringPatternMatch(s, row[3]).indexOfOccurence(std::stoi(row[4]))))};
+   OPERATION(indexOf, listed(DtStringPatternMatch(s, row[3]).indexOfOccurence(std::stoi(row[4])))),
+   PARSER(toInt), PARSER(toUInt), PARSER(toFloat), PARSER(toDouble), PARSER(toBoolean)};
+#undef PARSER
 #undef OPERATION
 // clang-format on
 
@@ -246,15 +269,6 @@ TEST(DtString, IsHarmlessWithoutStorageAndHasTwoNullStrings)
    EXPECT_NE(&DtString::nullString(), &DtString::nullId());
 }
 
-// Numbers.
-
-std::string printed(double number)
-{
-   char text[64];
-   std::snprintf(text, sizeof text, "%.13g", number);
-   return text;
-}
-
 TEST(DtStringNumber, IntegersBecomeDecimalDigitsOf32Bits)
 {
    EXPECT_STREQ(DtString(INT_MIN) + DtString(UINT_MAX) + DtString(-7L) + DtString(0x100000005L) +
@@ -282,45 +296,13 @@ TEST(DtStringNumber, DoublesBecomeTheTextOfThirteenDigits)
 
 TEST(DtStringNumber, DoublesFollowTheLocalesDecimalPoint)
 {
-   // A compiled locale: its sections' places, then the decimal point as bytes and as a wide character.
-   char const numeric[] = "\x14\x11\x03\x20\6\0\0\0\x20\0\0\0\x22\0\0\0\x23\0\0\0\x24\0\0\0\x28\0\0\0"
-                          "\x2c\0\0\0,\0\0\0\0\0\0\0,\0\0\0\0\0\0\0UTF-8";
-   TemporaryFolder const folder;
-   folder.write("comma/LC_NUMERIC", std::string(numeric, sizeof numeric));
-   setenv("LOCPATH", folder.path().c_str(), 1);
+   setenv("LOCPATH", TEST_DATA_DIR "/base/locale", 1);
    bool const isSet = std::setlocale(LC_NUMERIC, "comma") != nullptr;
    unsetenv("LOCPATH");
    if (!isSet)
       SKIP_BECAUSE("the run time reads its locales elsewhere");
    EXPECT_STREQ(DtString(-1.5) + DtString(2.0), "-1,52");
    std::setlocale(LC_NUMERIC, "C");
-}
-
-typedef double (*Parser)(DtString const & s, bool * ok);
-
-// clang-format off
-#define PARSER(name) {#name, [](DtString const & s, bool * ok) { return static_cast<double>(s.name(ok)); }}
-std::map<std::string, Parser> const theParsers = {
-   PARSER(toInt), PARSER(toUInt), PARSER(toFloat), PARSER(toDouble), PARSER(toBoolean)};
-#undef PARSER
-// clang-format on
-
-TEST(DtStringNumber, ParsersGiveWhatTheTableSays)
-{
-   // The number, then the flag after it was preset to true and to false, each after an earlier call's error.
-   for (Fields const & row : tableOf("base/numbers.tsv"))
-   {
-      DtString const text(row[3]);
-      Parser const parser = theParsers.at(row[0]);
-      bool flags[] = {true, false};
-      for (bool & flag : flags)
-      {
-         errno = row[2] == "ERANGE" ? ERANGE : row[2] == "EINVAL" ? EINVAL : 0;
-         std::string const number = printed(parser(text, &flag));
-         EXPECT_EQ(printed(parser(text, nullptr)), number) << row[3];
-      }
-      EXPECT_EQ(printed(parser(text, nullptr)) + " " + "01"[flags[0]] + "01"[flags[1]], row[1]) << row[3];
-   }
 }
 
 TEST(DtStringHelpers, TakeNullAndEndTheProcessWhereTheResultDoesNotFit)
@@ -345,6 +327,81 @@ TEST(DtStringHelpers, ResizeInStepsOfFourAndZeroWhatIsNew)
    EXPECT_EQ(DtResizeString(buffer, size, 8), 0);
    EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(size)), std::string("########\0\0\0\0", 12));
    std::free(buffer);
+}
+
+TEST(DtStringPatternMatch, TakesAPatternOnlyBehindATextAndKeepsItBehindAnother)
+{
+   DtStringPatternMatch match, textless("", "b");
+   match.setPattern("b");
+   EXPECT_TRUE(match.pattern().isEmpty());
+   match.setString("abc");
+   EXPECT_EQ(match.indexOfOccurence(0), -2);
+   match.setPattern("b");
+   match.setString("xxxb");
+   textless.setString("ab");
+   EXPECT_EQ(match.indexOfOccurence(0) + textless.indexOfOccurence(0), 4);
+   match.setPattern("");
+   EXPECT_EQ(match.indexOfOccurence(0), -2);
+}
+
+struct Table : DtStringPatternMatch
+{
+   using DtStringPatternMatch::DtStringPatternMatch;
+
+   std::string entries(std::string const & letters) const
+   {
+      std::string text;
+      for (char letter : letters)
+         text += std::to_string(mySkipTable[int{letter}]) + ' ';
+      return text;
+   }
+};
+
+TEST(DtStringPatternMatch, KeepsASkipTableOfItsOwn)
+{
+   Table match("text", "abcab");
+   Table copy(match);
+   match.setPattern("xy");
+   EXPECT_EQ(match.entries("axy"), "2 1 -2 ");
+   EXPECT_EQ(copy.entries("abcx"), "1 -3 2 5 ");
+   copy = match;
+   match.setPattern("a");
+   EXPECT_EQ(copy.entries("axy"), "2 1 -2 ");
+}
+
+TEST(DtStringBuffer, WritesAndReadsWhatTheTableSays)
+{
+   for (Fields const & row : tableOf("base/stringBuffer.tsv"))
+   {
+      bool const writes = row[0] == "write", wide = row[2] == "wide";
+      auto const form = DtStringEncodingType(std::stoi(row[1]));
+      int const size = std::stoi(row[4]);
+      std::string const untouched(writes ? static_cast<std::size_t>(size) + 1 : 0, '#');
+      std::string const & content = writes ? untouched : row[5];
+      std::vector<char> bytes(content.begin(), content.end());
+      DtString text("before");
+      DtSetNetworkByteOrdering(row[3] == "host" ? DtHostByteOrder : DtNetByteOrder);
+      int const used = writes ? DtStringToBuffer(form, bytes.data(), size, row[5].c_str(), wide)
+                              : DtStringFromBuffer(form, &text, bytes.data(), size, wide);
+      EXPECT_EQ(std::to_string(used), row[6]) << row[0] << row[1] << ' ' << row[5];
+      EXPECT_EQ(writes ? std::string(bytes.begin(), bytes.end()) : text.stdString(), row[7]) << row[5];
+   }
+   DtSetNetworkByteOrdering(DtNetByteOrder);
+   EXPECT_EQ(DtStringToBuffer(DtStringEncodingType(7), nullptr, -1, "abc"), 0);
+}
+
+TEST(DtStringBuffer, PadsByTheFormAndTakesTheLengthOfCountsFromTheReader)
+{
+   std::string paddings;
+   for (int form = -1; form < 8; ++form)
+      paddings += std::to_string(DtStringGetNetPadding(DtStringEncodingType(form)));
+   EXPECT_EQ(paddings, "040110000");
+   DtVariableArraySizeLength = 6;
+   DtString text;
+   EXPECT_EQ(DtStringFromBuffer(DtStringCounted, &text, "\0\0\0\2##xy", 8, false), 8);
+   EXPECT_STREQ(text, "xy");
+   EXPECT_EQ(DtStringGetNetPadding(DtStringCounted), 6);
+   DtVariableArraySizeLength = 4;
 }
 
 } // namespace

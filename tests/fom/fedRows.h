@@ -3,16 +3,14 @@
 /// that shows its tables, however its modules are read.
 #pragma once
 
+#include "support/tsv.h"
 #include "tslutil/fom/tslFedTarget.h"
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <fstream>
 #include <functional>
 #include <map>
 #include <string>
-#include <vector>
 
 inline std::string const theFomFolder = std::string(TEST_DATA_DIR) + "/fom/";
 
@@ -35,35 +33,19 @@ public:
    bool knownInteractionClass(DtString const &) const override { return false; }
    void removeAllClasses() override {}
 
-   using DtFedTarget::addUnresolvedAttributeDimension, DtFedTarget::addUnresolvedInteractionDimension,
-      DtFedTarget::checkStringsIgnoringWhiteSpaceAndNewline, DtFedTarget::compareSemantics,
-      DtFedTarget::mergeUnresolved, DtFedTarget::merging, DtFedTarget::modelIdentification,
-      DtFedTarget::notes, DtFedTarget::removeResolvedAttribute,
-      DtFedTarget::removeResolvedInteractionDimension, DtFedTarget::strictSwitches,
-      DtFedTarget::transportTypes, DtFedTarget::unionUnresolvedAttributeDimensions,
-      DtFedTarget::unionUnresolvedAttributeTransportation, DtFedTarget::unionUnresolvedInteractionDimensions,
-      DtFedTarget::unionUnresolvedInteractionTransportation, DtFedTarget::unresolvedAttributeDimensions,
-      DtFedTarget::unresolvedInteractionTransportation, DtFedTarget::arrayDatatypes,
-      DtFedTarget::basicDataRepresentations, DtFedTarget::enumeratedDatatypes,
-      DtFedTarget::fixedRecordDatatypes, DtFedTarget::simpleDatatypes, DtFedTarget::variantRecordDatatypes;
+   using DtFedTarget::addUnresolvedAttributeDimension, DtFedTarget::arrayDatatypes,
+      DtFedTarget::basicDataRepresentations, DtFedTarget::checkStringsIgnoringWhiteSpaceAndNewline,
+      DtFedTarget::compareSemantics, DtFedTarget::enumeratedDatatypes, DtFedTarget::fixedRecordDatatypes,
+      DtFedTarget::merging, DtFedTarget::modelIdentification, DtFedTarget::notes,
+      DtFedTarget::removeResolvedAttribute, DtFedTarget::simpleDatatypes,
+      DtFedTarget::unresolvedAttributeDimensions, DtFedTarget::unresolvedInteractionTransportation,
+      DtFedTarget::variantRecordDatatypes;
 };
 
 /// The fields of a row, at least eight.
-inline std::vector<std::string> fields(std::string const & line)
+inline Fields fields(std::string const & line)
 {
-   std::vector<std::string> row(1);
-   for (std::size_t i = 0; i < line.size(); ++i)
-   {
-      if (line[i] == '\t')
-         row.emplace_back();
-      else if (line[i] != '\\')
-         row.back() += line[i];
-      else
-      {
-         char const next = line[++i];
-         row.back() += next == 't' ? '\t' : next == 'n' ? '\n' : next == 'r' ? '\r' : next;
-      }
-   }
+   Fields row = fieldsOf(line);
    row.resize(8);
    return row;
 }
@@ -106,7 +88,7 @@ inline std::string recordsOf(std::string const & module)
 
 /// Adds one row to a target.
 template<class Target>
-void addRow(Target & target, std::vector<std::string> const & row)
+void addRow(Target & target, Fields const & row)
 {
    auto const text = [&](std::size_t field) { return DtString(row[field]); };
    auto const number = [&](std::size_t field) { return std::stoi(row[field]); };

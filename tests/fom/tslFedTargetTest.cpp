@@ -2,72 +2,49 @@
 #include "fom/fedRows.h"
 #include "support/slots.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <sstream>
 #include <stdexcept>
 
 namespace
 {
 
-TEST(DtFedTarget, LeavesSevenOperationsBehindTheDimensionsToSubclasses)
+struct Filled : RowTarget
+{
+   Filled(std::initializer_list<char const *> rows)
+   {
+      for (char const * row : rows)
+         addRow(*this, fields(row));
+   }
+};
+
+TEST(DtFedTarget, StartsWithItsDefaultsAndKeepsTheFirstRecordOfANameAndEveryRowOfUnorderedTables)
 {
    typedef DtFedTarget T;
    EXPECT_TRUE(inSlotsFrom(7, &T::addObjectClass, &T::addAttribute, &T::addInteractionClass, &T::addParameter,
                            &T::knownObjectClass, &T::knownInteractionClass, &T::removeAllClasses));
-}
-
-TEST(DtFedTarget, StartsWithItsDefaults)
-{
    DtFedTarget::setDefaultServiceReporting(true);
    RowTarget changed;
    DtFedTarget::setDefaultServiceReporting(false);
-   RowTarget target;
-   EXPECT_TRUE(changed.serviceReporting() && !target.serviceReporting() &&
-               target.attributeRelevanceAdvisory());
-   EXPECT_TRUE(target.knownModelIdentification("0") && target.automaticResignAction() == 4);
-   DtString errors;
-   EXPECT_EQ(target.postMergeCheckTarget(errors), DtMergeFomPostCheckFailed);
-   EXPECT_EQ(errors, "Invalid FOM Type\n");
-   target.setFomType(DtFomType(9));
-   EXPECT_FALSE(target.resolveSwitches(errors));
-   EXPECT_EQ(errors, "Invalid FOM Type\nUnknown FOM Type\n");
-   target.setFomType(DtFomHla13);
-   EXPECT_EQ(target.postMergeCheckTarget(errors), DtMergeFomSuccess);
-}
-
-TEST(DtFedTarget, KeepsTheFirstRecordOfANameAndEveryRowOfUnorderedTables)
-{
-   RowTarget target;
-   target.addNote(new DtNotesType{"label", "first"});
-   target.addNote(new DtNotesType{"label", "second"});
+   changed.setAutoProvide(true);
+   EXPECT_TRUE(changed.serviceReporting() && !changed.knownSwitch("autoProvide"));
+   Filled target{"note\tlabel\tfirst",     "note\tlabel\tsecond",    "time\tstamp\tHLAinteger64Time",
+                 "switch\tautoProvide\t0", "switch\tautoProvide\t1", "time\tstamp\tHLAinteger64Time"};
    target.addNote(nullptr);
    EXPECT_TRUE(target.numNotes() == 1 && (*target.notes.begin())->semantics == "first");
-   for (int i = 0; i < 2; ++i)
-      target.addTime(new DtTimeType{"timeStamp", "HLAinteger64Time", ""});
-   EXPECT_TRUE(target.numTimeTypes() == 2 && target.knownTime({"timeStamp", "HLAinteger64Time", ""}) &&
-               !target.knownTime({"timeStamp", "HLAinteger64Time", "other"}));
-   target.setAutoProvide(true);
-   EXPECT_FALSE(target.knownSwitch("autoProvide"));
-   target.addSwitch("autoProvide", false);
-   target.addSwitch("autoProvide", true);
-   EXPECT_FALSE(target.switchValue("autoProvide") ||
-                target.checkStringsIgnoringWhiteSpaceAndNewline("a", "a"));
+   EXPECT_TRUE(target.numTimeTypes() == 2 && target.knownTime({"stamp", "HLAinteger64Time", ""}) &&
+               !target.knownTime({"stamp", "HLAinteger64Time", "other"}));
+   EXPECT_TRUE(target.autoProvide() && !target.switchValue("autoProvide") && !target.serviceReporting() &&
+               !target.checkStringsIgnoringWhiteSpaceAndNewline("a", "a"));
    EXPECT_EQ(target.transportTypeFromTransportation("none"), DtTransportNotFound);
 }
 
 TEST(DtFedTarget, CopiesShareRecordsAndLeaveFieldsOut)
 {
-   RowTarget source;
-   source.addModelIdentification("source");
+   Filled source{"model\tsource", "note\tlabel\ttext"};
    source.setDelaySubscriptionEvaluation(true);
-   source.addNote(new DtNotesType{"label", "text"});
    source.lastError() = "told";
    RowTarget const copy(source);
    EXPECT_TRUE(!copy.delaySubscriptionEvaluation() && copy.knownModelIdentification("source"));
-   RowTarget assigned;
-   assigned.addModelIdentification("kept");
+   Filled assigned{"model\tkept"};
    assigned = source;
    EXPECT_TRUE(!assigned.delaySubscriptionEvaluation() && assigned.knownModelIdentification("kept") &&
                assigned.lastError() == "told");
@@ -92,38 +69,21 @@ TEST(DtFedTarget, UnionOfUnresolvedReferencesAddsNewKeysOnly)
 
 TEST(DtFedTarget, MergesWithItself)
 {
-   RowTarget target;
-   target.addModelIdentification("x");
-   target.addNote(new DtNotesType{"label", "text"});
-   target.addTime(new DtTimeType{"timeStamp", "type", ""});
-   target.addSwitch("autoProvide", true);
+   Filled target{"model\tx", "note\tlabel\ttext", "time\tstamp\ttype", "switch\tautoProvide\t1"};
    EXPECT_EQ(target.mergeTarget(target), DtMergeFomSuccess);
    EXPECT_TRUE(target.knownModelIdentification("x + x"));
    EXPECT_EQ(std::pair(target.numNotes(), target.numTimeTypes()), std::pair(1u, 1u));
 }
 
-TEST(DtFedTarget, RatesThatAreNoNumbersNeverAgree)
-{
-   RowTarget target;
-   target.addUpdateRate(new DtUpdateRateType{"rate", std::nanf(""), ""});
-   EXPECT_EQ(target.mergeTarget(target), DtMergeFomUpdateRatesMismatch);
-   EXPECT_EQ(
-      target.lastError(),
-      "For UpdateRate \"rate\": Mismatched rate in DtUpdateRateType: expected: \"nan\" received: \"nan\n");
-}
-
 /// A caller that renames a shared record puts the table out of order; answers then come from walking it.
 TEST(DtFedTarget, AnswersByWalkingWhereARecordWasRenamed)
 {
-   RowTarget target, other;
-   for (char const * name : {"a", "b", "c"})
-      target.addNote(new DtNotesType{name, name});
+   Filled target{"note\ta\ta", "note\tb\tb", "note\tc\tc"}, other{"note\tz\ta"};
    (*target.notes.begin())->name = "z";
    EXPECT_TRUE(target.knownNote({"z", ""}) && target.knownNote({"b", ""}) && !target.knownNote({"a", ""}));
    target.compareSemantics = true;
-   other.addNote(new DtNotesType{"z", "a"});
    EXPECT_EQ(target.mergeNotes(other), DtMergeFomSuccess);
-   other.addNote(new DtNotesType{"b", "not b"});
+   addRow(other, fields("note\tb\tnot b"));
    EXPECT_EQ(target.mergeNotes(other), DtMergeFomNotesMismatch);
 }
 
@@ -138,52 +98,40 @@ public:
    {
       EXPECT_EQ(merging, name[0] == 'm');
       calls += name + ' ';
-      if (throws && name == spoiled)
-         throw std::runtime_error("override");
-      return name != spoiled;
-   }
-
-   DtMergeFomStatus_enum merged(std::string const & name)
-   {
-      return step("m" + name) ? DtMergeFomSuccess : DtMergeFomStatus_enum(2);
+      return name == spoiled && throws ? throw std::runtime_error("override") : name != spoiled;
    }
 
    // clang-format off
-#define MERGE(name) DtMergeFomStatus_enum merge##name(DtFedTarget const &) override { return merged(#name); }
-#define RESOLVE(name) bool resolve##name(DtString &) override { return step(#name); }
+#define MERGE(name) DtMergeFomStatus_enum name(DtFedTarget const &) override \
+   { return DtMergeFomStatus_enum(step(#name) ? 21 : 2); }
+#define RESOLVE(name) bool name(DtString &) override { return step(#name); }
 #define RESOLVE_CLASS(name) \
-   bool resolve##name(DtString &, bool & open) override { open |= leavesOpen; return step(#name); }
-   MERGE(TimeTypes) MERGE(Switches) MERGE(UserDefinedTypes) MERGE(Spaces) MERGE(ObjectClasses)
-   MERGE(InteractionClasses) MERGE(UpdateRates) MERGE(BasicDataRepresentation) MERGE(SimpleDatatype)
-   MERGE(EnumeratedDatatype) MERGE(ArrayDatatypeType) MERGE(FixedRecordDatatype) MERGE(SyncPoints)
-   MERGE(TransportTypes) MERGE(Notes)
-   RESOLVE(ObjectModelIdentification) RESOLVE_CLASS(ObjectClasses) RESOLVE_CLASS(InteractionClasses)
-   RESOLVE_CLASS(Attributes) RESOLVE_CLASS(Parameters) RESOLVE_CLASS(Dimensions) RESOLVE(TimeRepresentations)
-   RESOLVE(UserSuppliedTags) RESOLVE(SynchronizationPoints) RESOLVE(TranportationTypes) RESOLVE(UpdateRates)
-   RESOLVE(Switches) RESOLVE(Datatypes) RESOLVE(Notes) RESOLVE(ServiceUsage)
+   bool name(DtString &, bool & open) override { open |= leavesOpen; return step(#name); }
+   MERGE(mergeTimeTypes) MERGE(mergeSwitches) MERGE(mergeUserDefinedTypes) MERGE(mergeSpaces)
+   MERGE(mergeObjectClasses) MERGE(mergeInteractionClasses) MERGE(mergeUpdateRates)
+   MERGE(mergeBasicDataRepresentation) MERGE(mergeSimpleDatatype) MERGE(mergeEnumeratedDatatype)
+   MERGE(mergeArrayDatatypeType) MERGE(mergeFixedRecordDatatype) MERGE(mergeSyncPoints)
+   MERGE(mergeTransportTypes) MERGE(mergeNotes) RESOLVE(resolveObjectModelIdentification)
+   RESOLVE_CLASS(resolveObjectClasses) RESOLVE_CLASS(resolveInteractionClasses)
+   RESOLVE_CLASS(resolveAttributes) RESOLVE_CLASS(resolveParameters) RESOLVE_CLASS(resolveDimensions)
+   RESOLVE(resolveTimeRepresentations) RESOLVE(resolveUserSuppliedTags)
+   RESOLVE(resolveSynchronizationPoints) RESOLVE(resolveTranportationTypes) RESOLVE(resolveUpdateRates)
+   RESOLVE(resolveSwitches) RESOLVE(resolveDatatypes) RESOLVE(resolveNotes) RESOLVE(resolveServiceUsage)
 #undef MERGE
 #undef RESOLVE
 #undef RESOLVE_CLASS
    // clang-format on
 };
 
-// clang-format off
-std::pair<char const *, int> const theMergeSteps[] = {
-   {"mTimeTypes", 9}, {"mSwitches", 1}, {"mUserDefinedTypes", 7}, {"mSpaces", 18}, {"mObjectClasses", 16},
-   {"mInteractionClasses", 17}, {"mUpdateRates", 4}, {"mBasicDataRepresentation", 10},
-   {"mSimpleDatatype", 11}, {"mEnumeratedDatatype", 12}, {"mArrayDatatypeType", 13},
-   {"mFixedRecordDatatype", 14}, {"mSyncPoints", 6}, {"mTransportTypes", 5}, {"mNotes", 8}};
-// clang-format on
-
 TEST(DtFedTarget, MergeGoesThroughTheSlotsInOrderAndStopsAtTheFirstFailure)
 {
    std::string calls;
-   for (auto const & [name, failure] : theMergeSteps)
+   for (Fields const & row : tableOf("fom/mergeSteps.tsv"))
    {
       Overriding target;
-      target.spoiled = name;
-      calls += target.spoiled + ' ';
-      EXPECT_EQ(target.mergeTarget(target), failure);
+      target.spoiled = row[0];
+      calls += row[0] + ' ';
+      EXPECT_EQ(std::to_string(target.mergeTarget(target)), row[1]);
       EXPECT_EQ(target.calls, calls);
       EXPECT_TRUE(!target.merging && target.knownModelIdentification("0"));
       target.throws = true;
@@ -194,18 +142,18 @@ TEST(DtFedTarget, MergeGoesThroughTheSlotsInOrderAndStopsAtTheFirstFailure)
 
 TEST(DtFedTarget, CheckAsksAllFifteenWhateverOneAnswers)
 {
-   std::string const all = "ObjectModelIdentification ObjectClasses InteractionClasses Attributes Parameters "
-                           "Dimensions TimeRepresentations UserSuppliedTags SynchronizationPoints "
-                           "TranportationTypes UpdateRates Switches Datatypes Notes ServiceUsage ";
-   std::istringstream names(all);
-   for (std::string name; names >> name;)
+   std::vector<Fields> const steps = tableOf("fom/checkSteps.tsv");
+   std::string all;
+   for (Fields const & row : steps)
+      all += row[0] + ' ';
+   for (Fields const & row : steps)
    {
       DtString errors;
       Overriding target;
       target.leavesOpen = true;
       EXPECT_EQ(target.postMergeCheckTarget(errors), DtMergeFomSuccess);
       EXPECT_EQ(target.calls, all);
-      target.spoiled = name;
+      target.spoiled = row[0];
       EXPECT_EQ(target.postMergeCheckTarget(errors), DtMergeFomUnresolvedReferences);
       target.leavesOpen = false;
       EXPECT_EQ(target.postMergeCheckTarget(errors), DtMergeFomPostCheckFailed);
