@@ -6,7 +6,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <sys/stat.h>
 
 namespace
 {
@@ -61,35 +60,6 @@ TEST(TslCrash, NamesTheFunctionsAndLinesOfADump)
                   AllOf(HasSubstr("\nCrashed in " + found),
                         testing::ContainsRegex("\n  #0 .*\nRegisters\n(  .*\n)+\nMemory map\n  0x")));
    }
-}
-
-TEST(TslCrash, ShowsModuleAndOffsetWhereNoMoreIsKnownAndRefusesWhatIsNoDump)
-{
-   TemporaryFolder const folder;
-   std::string const dump =
-      folder.write("old.dmp", "signal 99\ncode 1\naddress 0xzz\nregisters\n  rip 0x5010\n  \n"
-                              "map\n4000-5000 r--p 00000000 0:1 7 /none; it's\n"
-                              "5000-6000 r-xp 00001000 0:1 7 /none; it's\nnonsense\n"
-                              "frames\n  0x4abc\n  0x5010\n  0x9000\n");
-   json const none = json::array();
-   EXPECT_EQ(Program::report("crash", dump)["frames"],
-             json({{{"address", 0x5010}, {"module", "/none; it's"}, {"offset", 0x1010}, {"places", none}},
-                   {{"address", 0x9000}, {"module", ""}, {"offset", 0}, {"places", none}}}));
-   EXPECT_THAT(Program("crash " + dump).out, HasSubstr("  #0   0x5010  /none; it's+0x1010\n"));
-   std::string const savedPath = std::getenv("PATH");
-   setenv("PATH", "", 1);
-   EXPECT_THAT(Program("crash " + dump).err, HasSubstr("install addr2line, of the package binutils"));
-   setenv("PATH", savedPath.c_str(), 1);
-   mkfifo(folder.path("pipe").c_str(), 0600);
-   for (std::string const & file :
-        {folder.path("none"), folder.path(), folder.path("pipe"), std::string("/dev/zero"),
-         folder.write("text", "no dump"), folder.write("empty", "")})
-   {
-      Program const run("crash " + file);
-      EXPECT_EQ(std::tuple(run.code, run.out), std::tuple(2, "")) << file;
-      EXPECT_THAT(run.err, HasSubstr(file));
-   }
-   EXPECT_THAT(Program("crash --help").out, HasSubstr("Example"));
 }
 
 } // namespace

@@ -1,28 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "tools/exchangeLedger.h"
 
+#include "support/pduText.h"
+
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <tuple>
 
 namespace
 {
 
-Pdu pdu(int kind, std::size_t size, char content, int status = 0)
-{
-   Pdu made{{7, 5, static_cast<char>(kind)}};
-   made.bytes.resize(size, content);
-   made.bytes[10] = static_cast<char>(status);
-   return made;
-}
-
 /// An account in which these are entered, and what came back is entered 250 microseconds later.
 struct Entered : ExchangeLedger
 {
-   explicit Entered(std::vector<Pdu> pdus) : all(std::move(pdus))
+   explicit Entered(std::vector<std::string> const & pdus)
    {
-      for (Pdu const & each : all)
-         sent(each, begin);
+      for (std::string const & bytes : pdus)
+         sent(all.emplace_back(Pdu{{bytes.begin(), bytes.end()}}), begin);
    }
 
    bool receive(std::vector<char> const & unit)
@@ -30,25 +25,25 @@ struct Entered : ExchangeLedger
       return arrived(unit.data(), unit.size(), begin + std::chrono::microseconds(250));
    }
 
-   std::vector<Pdu> const all;
+   std::deque<Pdu> all;
    Clock::time_point const begin = Clock::now();
 };
 
 TEST(ExchangeLedger, SettlesWhatComesBackInOrder)
 {
-   Entered ledger({pdu(1, 40, 'a'), pdu(2, 40, 'b'), pdu(1, 50, 'c')});
+   Entered ledger({pdu(40, 7, 1, 0, 'a'), pdu(40, 7, 2, 0, 'b'), pdu(50, 7, 1, 0, 'c')});
    EXPECT_EQ(ledger.outstandingBytes(), 130u);
    for (Pdu const & each : ledger.all)
       EXPECT_TRUE(ledger.receive(each.bytes));
    EXPECT_EQ(ledger.outstandingPdus() + ledger.outstandingBytes() + ledger.disordered, 0u);
    EXPECT_EQ(ledger.latencies, std::vector<double>(3, 250.0));
-   ExchangeRow const row = ledger.rows.at({1, 5});
+   ExchangeRow const row = ledger.rows.at({1, 1});
    EXPECT_EQ(std::tuple(row.out, row.back, row.bytes, ledger.rows.size()), std::tuple(2u, 2u, 90u, 2u));
 }
 
 TEST(ExchangeLedger, RefusesAWrongByteAndSizeAndCountsWhatOvertakesAndIsLost)
 {
-   Entered ledger({pdu(1, 40, 'a'), pdu(1, 40, 'b'), pdu(1, 40, 'c')});
+   Entered ledger({pdu(40, 7, 1, 0, 'a'), pdu(40, 7, 1, 0, 'b'), pdu(40, 7, 1, 0, 'c')});
    for (auto const & [size, last] : {std::pair(40u, 'x'), {39u, 'b'}, {41u, '\0'}})
    {
       std::vector<char> wrong = ledger.all[1].bytes;
@@ -66,8 +61,8 @@ TEST(ExchangeLedger, RefusesAWrongByteAndSizeAndCountsWhatOvertakesAndIsLost)
 
 TEST(ExchangeLedger, TakesACoupledPairAsOneUnit)
 {
-   Entered ledger({pdu(1, 41, 'a', 8), pdu(theAttributeKind, 40, 'b'), pdu(1, 41, 'c', 8), pdu(2, 40, 'd'),
-                   pdu(1, 41, 'e'), pdu(theAttributeKind, 40, 'f')});
+   Entered ledger({pdu(41, 7, 1, 8, 'a'), pdu(40, 7, theAttributeKind, 0, 'b'), pdu(41, 7, 1, 8, 'c'),
+                   pdu(40, 7, 2, 0, 'd'), pdu(41, 7, 1, 0, 'e'), pdu(40, 7, theAttributeKind, 0, 'f')});
    auto const unit = [&](std::size_t first, char fill)
    {
       std::vector<char> bytes = ledger.all[first].bytes;

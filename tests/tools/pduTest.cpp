@@ -1,26 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "tools/pdu.h"
 
+#include "support/pduText.h"
+#include "support/tsv.h"
 #include "tools/capture.h"
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <fstream>
 #include <map>
-#include <tuple>
 
 namespace
 {
-
-/// A bare PDU: the header fields that count, and zeros up to its size.
-std::string pdu(int version, int kind, std::size_t size, int status = 0, std::size_t length = 0)
-{
-   length = length == 0 ? size : length;
-   std::string const head{char(version), 0, char(kind)};
-   return head + std::string(5, 0) + char(length >> 8) + char(length) + char(status) +
-          std::string(size - 11, 0);
-}
 
 Pdu made(std::string const & bytes)
 {
@@ -58,37 +48,22 @@ TEST(Pdu, RecordingsHoldThoseOfTheirManifests)
 
 TEST(SplitRow, TakesRowsAndRefusesWhatIsNone)
 {
-   auto const zeros = [](std::size_t count) { return std::string(count, 0); };
-   std::tuple<char const *, std::string, std::string> const rows[] = {
-      {"empty", "", ""},
-      {"runt", zeros(11), ""},
-      {"length 0", zeros(40), ""},
-      {"length below a header", pdu(6, 1, 40, 0, 11), ""},
-      {"length beyond the end", pdu(6, 1, 40, 0, 41), ""},
-      {"second is none", pdu(6, 1, 32) + zeros(32), ""},
-      {"single", pdu(6, 1, 33), "33 "},
-      {"version 6 without fill", pdu(6, 1, 33) + pdu(6, 2, 40), "33 40 "},
-      {"version 6 with fill", pdu(6, 1, 33) + zeros(7) + pdu(6, 2, 40), ""},
-      {"version 7 with fill", pdu(7, 1, 33) + zeros(7) + pdu(7, 2, 40), "33 40 "},
-      {"version 7 without fill", pdu(7, 1, 33) + pdu(7, 2, 40), ""},
-      {"fill behind the last", pdu(7, 1, 33) + zeros(7), "33 "},
-      {"padding behind the last", pdu(7, 1, 32) + zeros(11), "32 "},
-      {"a header's room behind the last", pdu(7, 1, 32) + zeros(12), ""}};
-   for (auto const & [what, datagram, sizes] : rows)
+   for (Fields const & line : tableOf("tools/rows.tsv"))
    {
-      std::vector<Pdu> row = {made(pdu(6, 9, 12))};
-      EXPECT_EQ(splitRow(made(datagram).bytes, row), !sizes.empty()) << what;
-      std::string split;
-      for (Pdu const & each : row)
-         split += std::to_string(each.bytes.size()) + " ";
-      EXPECT_EQ(split, "12 " + sizes) << what;
+      std::vector<Pdu> row = {made(pdu(12, 6))};
+      EXPECT_EQ(splitRow(made(datagramOf(line[0])).bytes, row), !line[1].empty()) << line[2];
+      std::string sizes;
+      for (std::size_t i = 1; i < row.size(); ++i)
+         sizes += (i == 1 ? "" : " ") + std::to_string(row[i].bytes.size());
+      EXPECT_EQ(sizes, line[1]) << line[2];
+      EXPECT_EQ(row.at(0).bytes.size(), 12u) << "stays in front";
    }
 }
 
 TEST(Pdu, IsCoupledFromVersion7OnUnlessItIsTheAttributePdu)
 {
-   EXPECT_TRUE(made(pdu(7, 1, 12, 0x28)).isCoupled());
-   for (auto const & bytes : {pdu(6, 1, 12, 0x08), pdu(7, theAttributeKind, 12, 0x08), pdu(7, 1, 12, 0x07)})
+   EXPECT_TRUE(made(pdu(12, 7, 1, 0x28)).isCoupled());
+   for (auto const & bytes : {pdu(12, 6, 1, 0x08), pdu(12, 7, theAttributeKind, 0x08), pdu(12, 7, 1, 0x07)})
       EXPECT_FALSE(made(bytes).isCoupled());
 }
 
