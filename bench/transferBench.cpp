@@ -28,12 +28,19 @@ double secondsOf(clockid_t clock)
    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
+/// Where there is room for files: in memory, if the system has such a place, as no disk is to be measured.
+std::filesystem::path roomForFiles()
+{
+   std::filesystem::path const memory = "/dev/shm";
+   return std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
+}
+
 /// A file of so many full messages, and both sides of its transfer in this process.
 class Transfers
 {
 public:
    Transfers()
-      : myFolder(std::filesystem::temp_directory_path() / ("tslBench" + std::to_string(getpid()))),
+      : myFolder(roomForFiles() / ("tslBench" + std::to_string(getpid()))),
         myFile((myFolder / "file").string()),
         myReceiver(0, false, 1, (myFolder / "in").c_str()),
         mySender(0, false, 1, myFolder.c_str())

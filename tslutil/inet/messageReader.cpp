@@ -23,11 +23,15 @@ constexpr int theWaitInMilliseconds = 10;
 
 } // namespace
 
-char * writeNumber(char * to, std::int32_t number)
+char * writeNumbers(char * to, std::initializer_list<std::int32_t> numbers)
 {
-   DtNetInt32 const field(number);
-   std::memcpy(to, &field, sizeof field);
-   return to + sizeof field;
+   for (std::int32_t const number : numbers)
+   {
+      DtNetInt32 const field(number);
+      std::memcpy(to, &field, sizeof field);
+      to += sizeof field;
+   }
+   return to;
 }
 
 std::int32_t readNumber(char const * from)

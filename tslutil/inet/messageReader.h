@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 class DtInetTcpSocket;
@@ -20,8 +21,8 @@ constexpr std::size_t theLaterHeader = 2 * theNumberSize;
 /// Without the name, with its zero byte.
 constexpr std::size_t theFirstHeader = 5 * theNumberSize + 1;
 
-/// Writes a number and answers the place behind it.
-char * writeNumber(char * to, std::int32_t number);
+/// Writes numbers and answers the place behind them.
+char * writeNumbers(char * to, std::initializer_list<std::int32_t> numbers);
 std::int32_t readNumber(char const * from);
 
 /// The process-wide limit of a message, or `least` if that is more.

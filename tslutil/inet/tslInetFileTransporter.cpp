@@ -31,8 +31,13 @@ constexpr double thePause = 0.01;
 /// Connections whose transfer is over stay until their peers close them, but no more than these.
 constexpr std::size_t theMaxFinished = 64;
 
-/// How far ahead of what has come there is to be room.
+constexpr std::size_t thePiece = 131072;
+
+/// How far ahead of what has come there is to be room, and how far for a file that isn't large: most come
+/// into memory that is taken once.
 constexpr std::size_t theGrowth = 4;
+constexpr std::size_t theFirstGrowth = 64;
+constexpr std::size_t theFirstRoom = 4194304;
 
 bool deleteSocket(DtInetSocket * socket, void *)
 {
@@ -56,6 +61,12 @@ bool connectTo(DtInetTcpSocket & socket, DtInetEndpoint const & peer)
    if (socket.getLastError() != 0)
       DtWarn << socket.getLastErrorString() << std::endl;
    return false;
+}
+
+/// How much room there may be once so many bytes are needed.
+std::size_t roomAheadOf(std::size_t needed)
+{
+   return std::max(theGrowth * needed, std::min(theFirstGrowth * needed, theFirstRoom));
 }
 
 /// How much of its content a complete object has.
@@ -249,33 +260,35 @@ bool DtInetFileTransporter::sendFile(DtFilename const & file, DtInetAddr const &
    return true;
 }
 
-void DtInetFileTransporter::sendContent(DtFilename const & file, Outgoing const & out,
-                                        DtInetTcpSocket & socket)
+// A message goes out of the content itself, behind the bytes that are out already: they make room for its
+// header. Only the first one is put together elsewhere.
+void DtInetFileTransporter::sendContent(DtFilename const & file, Outgoing & out, DtInetTcpSocket & socket)
 {
    DtFilename name(file);
    name.stripPath();
    std::size_t const nameSize = std::strlen(name) + 1;
-   std::vector<char> message(tsl::messageLimit(tsl::theFirstHeader + nameSize));
-   for (int sent = 0; sent < out.contentSize;)
+   std::size_t const limit = tsl::messageLimit(tsl::theFirstHeader + nameSize);
+   std::size_t const firstHeader = tsl::theFirstHeader - 1 + nameSize;
+   std::size_t const all = static_cast<std::size_t>(std::max(out.contentSize, 0));
+   std::vector<char> first(std::min(limit, firstHeader + all));
+   for (std::size_t sent = 0; sent < all;)
    {
-      char * place = tsl::writeNumber(message.data() + tsl::theNumberSize, out.identifier);
+      std::size_t const header = sent == 0 ? firstHeader : tsl::theLaterHeader;
+      std::size_t const part = std::min(limit - header, all - sent);
+      bool const hasRoom = sent >= header;
+      char * const message = hasRoom ? out.content.data() + (sent - header) : first.data();
+      if (!hasRoom)
+         std::copy_n(out.content.data() + sent, part, message + header);
+      int const length = static_cast<int>(header + part);
+      char * const place = tsl::writeNumbers(message, {length, out.identifier});
       if (sent == 0)
-      {
-         for (int const number : {out.fileSize, out.contentSize, out.reserved})
-            place = tsl::writeNumber(place, number);
-         place = std::copy_n(static_cast<char const *>(name), nameSize, place);
-      }
-      std::size_t const header = static_cast<std::size_t>(place - message.data());
-      int const part = static_cast<int>(
-         std::min(message.size() - header, static_cast<std::size_t>(out.contentSize - sent)));
-      std::copy_n(out.content.data() + sent, part, place);
-      int const length = static_cast<int>(header) + part;
-      tsl::writeNumber(message.data(), length);
+         std::copy_n(static_cast<char const *>(name), nameSize,
+                     tsl::writeNumbers(place, {out.fileSize, out.contentSize, out.reserved}));
       // A failure isn't minded, on purpose: the file is handed on as far as it goes.
-      bool const good = socket.send(message.data(), static_cast<std::size_t>(length)) == length;
+      bool const good = socket.send(message, header + part) == length;
       DtDebug << "DtInetFileTransporter: Sent " << length << " bytes in file transporter\n";
       sent += part;
-      messageSent(file, sent, out.contentSize, good);
+      messageSent(file, static_cast<int>(sent), out.contentSize, good);
       DtSleep(thePause);
    }
 }
@@ -354,7 +367,7 @@ bool DtInetFileTransporter::takeContent(DtInetFileTransportObject & object, char
    try
    {
       if (needed > object.content.capacity())
-         object.content.reserve(std::max(needed, std::min(all + 1, theGrowth * needed)));
+         object.content.reserve(std::max(needed, std::min(all + 1, roomAheadOf(needed))));
       object.content.resize(before);
       object.content.insert(object.content.end(), content, content + taken);
       object.content.push_back('\0');
@@ -378,15 +391,23 @@ bool DtInetFileTransporter::readFileToBuffer(std::ifstream & file, std::vector<c
 {
    if (size < 0)
       return false;
+   std::size_t const all = static_cast<std::size_t>(size);
    try
    {
-      buffer.assign(static_cast<std::size_t>(size) + 1, 0);
+      buffer.clear();
+      buffer.reserve(all + 1);
    }
    catch (std::bad_alloc const &)
    {
       return false;
    }
-   file.read(buffer.data(), size);
+   // Piece by piece: zeroes that the processor still has at hand cost little.
+   for (std::size_t done = 0; done < all; done = buffer.size())
+   {
+      buffer.resize(std::min(all, done + thePiece));
+      file.read(buffer.data() + done, static_cast<std::streamsize>(buffer.size() - done));
+   }
+   buffer.push_back('\0');
    contentSize = size;
    reserved = 0;
    return true;

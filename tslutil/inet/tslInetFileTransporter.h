@@ -148,7 +148,7 @@ private:
    void listen(std::int64_t firstPort, int tries);
    static bool makeRoomCb(DtInetSocket * socket, void * transporter);
    void dropFinishedConnections(DtInetSocket const * newest);
-   void sendContent(DtFilename const & file, Outgoing const & out, DtInetTcpSocket & socket);
+   void sendContent(DtFilename const & file, Outgoing & out, DtInetTcpSocket & socket);
    bool takeMessage(tsl::MessageReader const & message, std::set<int> & begun);
    bool startObject(DtInetFileTransportObject & object, tsl::MessageReader const & message);
    bool takeContent(DtInetFileTransportObject & object, char const * content, std::size_t size);
