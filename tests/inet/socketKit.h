@@ -13,9 +13,11 @@
 #include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <sys/resource.h>
 #include <utility>
 #include <vector>
 
@@ -52,13 +54,22 @@ inline std::string told(int answer, DtInetSocket & socket)
    return std::to_string(answer) + ", " + told(socket);
 }
 
-/// A call, and what its socket tells behind it.
-struct Telling
+/// A number of a table, in hex behind 0x.
+template<class Number>
+Number as(std::string const & text)
 {
-   DtInetSocket & socket;
-   std::function<int()> call;
-   std::string told;
-};
+   return static_cast<Number>(std::stoul(text, nullptr, 0));
+}
+
+/// Sets a limit of this process, as far as the system lets it, and answers what it was.
+inline rlim_t limit(decltype(RLIMIT_NOFILE) what, rlim_t now)
+{
+   rlimit both{};
+   getrlimit(what, &both);
+   rlim_t const before = std::exchange(both.rlim_cur, std::min(now, both.rlim_max));
+   EXPECT_EQ(setrlimit(what, &both), 0);
+   return before;
+}
 
 /// Notes the setters that its opening goes through, and fails in one of them if asked to.
 template<class Socket>
@@ -84,9 +95,9 @@ struct Watched : Socket
 /// Reaches what a socket keeps protected.
 struct OpenUdpSocket : DtInetUdpSocket
 {
-   using DtInetSocket::fail, DtInetSocket::findAndRemoveCallback, DtInetSocket::myCallbacks,
-      DtInetSocket::myDestination, DtInetSocket::myLocalEndpoint, DtInetSocket::refuse,
-      DtInetUdpSocket::DtInetUdpSocket, DtInetUdpSocket::setSecondUdpSocket;
+   using DtInetSocket::fail, DtInetSocket::myCallbacks, DtInetSocket::myDestination,
+      DtInetSocket::myLocalEndpoint, DtInetSocket::refuse, DtInetUdpSocket::DtInetUdpSocket,
+      DtInetUdpSocket::setSecondUdpSocket;
 };
 
 /// A test with a peer of the system's own, which must not hang.

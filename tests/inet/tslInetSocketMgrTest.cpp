@@ -4,13 +4,12 @@
 #include "inet/socketKit.h"
 #include "support/allocations.h"
 #include "support/skip.h"
-#include "support/slots.h"
 #include "support/systemCalls.h"
+#include "support/tsv.h"
 
 #include <cstdlib>
 #include <set>
 #include <sstream>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -18,29 +17,7 @@ namespace
 
 using namespace socketKit;
 
-struct M : DtInetSocketMgr
-{
-   using DtInetSocketMgr::processNewTcpConnections, DtInetSocketMgr::processNewUdpConnections,
-      DtInetSocketMgr::removeByItem, DtInetSocketMgr::removeByKey;
-};
-
-TEST(DtInetSocketMgr, SlotOrder)
-{
-   typedef DtInetEndpoint const & Key;
-   typedef std::vector<DtInetEndpoint *> Targets;
-// clang-format off
-#define OF(result, name, ...) static_cast<result (M::*)(__VA_ARGS__)>(&M::name)
-   EXPECT_TRUE(inSlotsFrom(2, &M::processConnections, OF(DtInetSocket *, addConnection, DtInetSocket const *),
-      OF(DtInetSocket *, addConnection, Key, unsigned short, DtInetDevice *, bool, bool),
-      OF(bool, removeConnection, DtInetSocket const *), OF(bool, removeConnection, Key),
-      &M::serverSocket, &M::socketList, &M::peerSocket, OF(int, sendTo, DtInetSockChain &, Targets &, unsigned long),
-      OF(int, sendTo, char *, int, Targets &, unsigned long), &M::recvFrom, &M::recvToChainFrom,
-      &M::addSocketAdditionCallback, &M::removeSocketAdditionCallback, &M::addSocketRemovalCallback,
-      &M::removeSocketRemovalCallback, &M::getServerFlags, &M::getConnectionFlags, &M::getLastError,
-      &M::getLastErrorString, &M::clearError, &M::addSocketCreationCallback, &M::processNewTcpConnections,
-      &M::processNewUdpConnections, &M::removeByKey, &M::removeByItem));
-   // clang-format on
-}
+constexpr unsigned long theExclusive = DtInetSockFlagsDefault & ~0x400ul;
 
 std::string theLog;
 
@@ -89,13 +66,13 @@ struct Walk
          EXPECT_EQ(manager.addConnection(&socket), &socket);
    }
 
-   // Reads, or sends to `targets`, once for each word of the script, which says what a, b and c answer. Tells
-   // what the calls did and their results.
-   std::string run(std::string const & script, bool isChain, char const * targets = nullptr)
+   // Reads, or sends to those behind "to ", once for each word of the script, which says what a, b and c
+   // answer. Tells what the calls did and their results.
+   std::string run(std::string const & script, bool isChain = false, std::string const & targets = "")
    {
       std::vector<DtInetEndpoint *> to;
-      for (char const name : std::string(targets == nullptr ? "" : targets))
-         to.push_back(&(keys[name] = keyOf(name)));
+      for (std::size_t i = 3; i < targets.size(); ++i)
+         to.push_back(&(keys[targets[i]] = keyOf(targets[i])));
       std::istringstream words(script);
       std::string told;
       for (std::string word; words >> word; told += theLog)
@@ -103,7 +80,7 @@ struct Walk
          theLog = told.empty() ? "" : " ";
          for (std::size_t i = 0; i < 3; ++i)
             sockets[i].next = word[i];
-         int const got = targets != nullptr
+         int const got = !targets.empty()
                             ? isChain ? manager.sendTo(chain.chain, to) : manager.sendTo(bytes, 8, to)
                          : isChain ? manager.recvToChainFrom(chain.chain, from)
                                    : manager.recvFrom(bytes, 8, from);
@@ -122,52 +99,28 @@ struct Walk
 
 TEST(DtInetSocketMgr, WalksItsConnectionsAndDropsThoseThatFail)
 {
-   // clang-format off
-   struct
-   {
-      char const * script;
-      char const * targets; ///< Null to read.
-      char const * flat;
-      char const * chain = flat;
-   } const rows[] = {
-      // The walk begins behind the last reader and doesn't go around.
-      {"... .+. +.. +.. +.+ +.+ ++. ++.", nullptr, "abc0 ab8 c0 c0 c8 a8 b8 c0"},
-      // Who has gone is removed at the end of the walk, who failed ends it, and those before wait for the next.
-      {".t+ ... +.. +..", nullptr, "abcB8 ac0 a8 c0"},
-      {"tt. ...", nullptr, "abcAB0 c0"},
-      {"t.x t.. ...", nullptr, "abcC-1 abA0 b0"},
-      {".+. ..x +.. +..", nullptr, "ab8 cC-1 a8 b0"},
-      {"+.. x.. ... .x. ..+ ..+", nullptr, "a8 bc0 bc0 bB-1 c8 ac8"},
-      {"+++ +++", "", "abc8 abc8"},
-      {"+p+ +++", "", "abcB-1 ac8", "abc8 abc8"},
-      {"tx+ +++", "", "abcAB-1 c8"},
-      {"t++ +++", "", "abcA8 bc8"},
-      {"xxx +++", "", "abcABC-1 8", "abcABC-1 0"},
-      {"+++ x++ +++", "cza", "ca8 caA-1 c8"},
-      {"+++", "z", "8", "0"},
-      {"x.. ...", "aa", "aaA-1 8", "aaA-1 0"}};
-   // clang-format on
-   for (auto const & row : rows)
-      EXPECT_EQ(Walk().run(row.script, false, row.targets) + "|" + Walk().run(row.script, true, row.targets),
-                std::string(row.flat) + "|" + row.chain)
-         << row.script;
+   for (Fields const & row : tableOf("inet/walks.tsv"))
+      for (bool const isChain : {false, true})
+         EXPECT_EQ(Walk().run(row[0], isChain, row[1]), row[isChain ? 3 : 2]) << row[0] << " " << row[1];
    // Sockets that share an endpoint take turns; from where the last reader was, reading goes on.
    Walk walk;
    walk.manager.socketList().emplace(keyOf('b', DtInetProtoUdp), &walk.sockets[0]);
-   EXPECT_EQ(walk.run(".+. +++ +++ ... +.. .+.", false), "ab8 a8 c8 abac0 a8 b8");
+   EXPECT_EQ(walk.run(".+. +++ +++ ... +.. .+."), "ab8 a8 c8 abac0 a8 b8");
    EXPECT_TRUE(walk.manager.removeConnection(&walk.sockets[1]));
    EXPECT_EQ(walk.manager.peerSocket(keyOf('b')), &walk.sockets[0]);
-   EXPECT_EQ(walk.run("...", false), "ac0");
+   EXPECT_EQ(walk.run("..."), "ac0");
    EXPECT_TRUE(walk.manager.removeConnection(keyOf('b')));
    EXPECT_FALSE(walk.manager.removeConnection(keyOf('b')) || walk.manager.removeConnection(&walk.sockets[1]));
-   EXPECT_EQ(walk.run("...", false), "c0");
+   EXPECT_EQ(walk.run("..."), "c0");
 }
 
 char theLetters[] = "abcdefgRX";
+DtInetSocket * theLast = nullptr;
 
 // Write their data, a letter, and refuse if it is a capital.
-bool note(DtInetSocket *, void * letter)
+bool note(DtInetSocket * socket, void * letter)
 {
+   theLast = socket;
    return (theLog += *static_cast<char const *>(letter)).back() >= 'a';
 }
 bool replace(DtInetSocket *, void * manager)
@@ -196,13 +149,10 @@ TEST(DtInetSocketMgr, RunsCallbacksByPriorityUntilOneRefuses)
    // The first with the function comes off, whatever its data. A socket that is refused is closed, and still
    // there for who has kept its address.
    EXPECT_TRUE(manager.removeSocketAdditionCallback(note, theLetters + 6));
-   static DtInetSocket * seen;
-   auto const keep = [](DtInetSocket * socket, void *) { return (seen = socket)->isOk(); };
-   manager.addSocketAdditionCallback(keep, nullptr, 1);
    manager.addSocketAdditionCallback(note, theLetters + 8, 2);
    theLog.clear();
    EXPECT_TRUE(manager.addConnection(loopback(10)) == nullptr && theLog == "bX") << theLog;
-   EXPECT_EQ(seen->state(), DtInetSockClosed);
+   EXPECT_EQ(theLast->state(), DtInetSockClosed);
    EXPECT_TRUE(manager.socketList().size() == 1 && manager.getLastError() == 0);
 }
 
@@ -213,14 +163,14 @@ TEST(DtInetSocketMgr, TellsWhyAConnectionCannotBeAdded)
    DtInetUdpSocket taken(loopback()), unopened(loopback(), 0, nullptr, DtInetSockFlagsDefault, false);
    auto const why = [](DtInetSocketMgr & manager)
    { return std::to_string(manager.getLastError()) + " " + manager.getLastErrorString().stdString(); };
-   unsigned short const takenTcp = tcpServer.serverSocket()->localPort();
    std::string const illegal = "10044 Illegal attempt to add a connection from a ";
    std::tuple<DtInetSocketMgr &, DtInetProtocol, unsigned short, bool, std::string> const rows[] = {
       {udpServer, DtInetProtoTcp, 0, true, illegal + "UDP socket manager to a TCP endpoint."},
       {tcpServer, DtInetProtoUdp, 0, true, illegal + "TCP socket manager to a UDP endpoint."},
       {client, DtInetProtoTcp, 0, false, "0 Failed to create TCP Socket"},
       {client, DtInetProtoNone, 0, false, "0 Failed to create UDP Socket"},
-      {tcpServer, DtInetProtoNone, takenTcp, true, "10048 Failed to create TCP Socket"}};
+      {tcpServer, DtInetProtoNone, tcpServer.serverSocket()->localPort(), true,
+       "10048 Failed to create TCP Socket"}};
    for (auto const & [manager, protocol, localPort, openNow, text] : rows)
    {
       EXPECT_EQ(manager.addConnection(loopback(9, protocol), localPort, nullptr, openNow), nullptr);
@@ -269,7 +219,7 @@ struct Service
 {
    explicit Service(unsigned short atPort = 0)
       : endpoint(loopback(atPort, DtInetProtoTcp)),
-        server(endpoint, nullptr, theNonBlocking, DtInetSockFlagsDefault),
+        server(endpoint, nullptr, theNonBlocking, theExclusive),
         port(server.serverSocket()->localPort())
    {
       server.addSocketRemovalCallback(destroy, &removed);
@@ -306,7 +256,7 @@ struct Service
    DtInetEndpoint endpoint, from;
    DtInetSocketMgr server;
    // Without reuse, the system gives each a port on which no former connection fades.
-   DtInetSocketMgr clients{DtInetSockFlagsDefault & ~DtInetSockFlagReuseAddress};
+   DtInetSocketMgr clients{theExclusive};
    unsigned short const port;
    char bytes[8] = "message";
    std::vector<DtInetEndpoint *> all;
@@ -322,24 +272,7 @@ DtInetSocket * make(void *, DtInetSocketMgr *)
    return new Socket;
 }
 
-// Lets the process have so many descriptors, if the system does. Answers how many it had.
-rlim_t limitDescriptors(rlim_t count)
-{
-   rlimit limit;
-   getrlimit(RLIMIT_NOFILE, &limit);
-   rlim_t const before = std::exchange(limit.rlim_cur, std::min(count, limit.rlim_max));
-   setrlimit(RLIMIT_NOFILE, &limit);
-   return before;
-}
-
-int nextDescriptor()
-{
-   int const descriptor = dup(0);
-   close(descriptor);
-   return descriptor;
-}
-
-TEST(DtInetSocketMgr, AcceptsStreamsOfTheFactoryWhileThereAreDescriptors)
+TEST(DtInetSocketMgr, AcceptsStreamsOfTheFactory)
 {
    Service service;
    DtInetSocketMgr & server = service.server;
@@ -360,11 +293,6 @@ TEST(DtInetSocketMgr, AcceptsStreamsOfTheFactoryWhileThereAreDescriptors)
    EXPECT_TRUE(service.connects(1) && service.accepts(1));
    EXPECT_TRUE(server.removeConnection(accepted) && service.connects(1));
    EXPECT_FALSE(dynamic_cast<OwnKind *>(server.socketList().begin()->second));
-   rlim_t const before = limitDescriptors(static_cast<rlim_t>(nextDescriptor()));
-   EXPECT_EQ(server.processConnections(), 0);
-   limitDescriptors(before);
-   EXPECT_EQ(std::pair(server.serverSocket()->getLastError(), server.serverSocket()->state()),
-             std::pair(10024, DtInetSockError));
 }
 
 // The system calls them silent as long as they have so little; what is accepted has the listener's watermark.
@@ -390,8 +318,8 @@ TEST(DtInetSocketMgr, ReadsConnectionsBelowTheirWatermark)
 TEST(DtInetSocketMgr, ServesAThousandConnections)
 {
    constexpr int theCount = 1000;
-   limitDescriptors(2 * theCount + 200);
-   SKIP_BECAUSE(limitDescriptors(2 * theCount + 200) < 2 * theCount + 200 ? "too few descriptors" : "");
+   limit(RLIMIT_NOFILE, 2 * theCount + 200);
+   SKIP_BECAUSE(limit(RLIMIT_NOFILE, 2 * theCount + 200) < 2 * theCount + 200 ? "too few descriptors" : "");
    Service service;
    DtInetSocketMgr & server = service.server;
    theLog.clear();
@@ -409,27 +337,29 @@ TEST(DtInetSocketMgr, ServesAThousandConnections)
    EXPECT_EQ(service.from, server.socketList().rbegin()->first);
 }
 
+// The end that closes first, the server's, keeps the port for a while.
 TEST(DtInetSocketMgr, OutlivesManyConnectionsAndRestarts)
 {
    char const * const wanted = std::getenv("MGR_CYCLES");
-   int const cycles = (wanted == nullptr ? 300 : std::atoi(wanted)) / 100, descriptor = nextDescriptor();
+   int const cycles = (wanted == nullptr ? 300 : std::atoi(wanted)) / 100, descriptor = dup(0);
+   close(descriptor);
    unsigned short port = 0;
    for (int restart = 0; restart < 100; ++restart)
    {
       Service service(port);
-      ASSERT_TRUE(service.server.serverSocket()->isOk()) << restart;
+      ASSERT_EQ(told(*service.server.serverSocket()), "0 listening ? ") << restart;
       port = service.port;
       for (int i = 0; i < cycles; ++i)
       {
          ASSERT_TRUE(service.connects(1) && service.accepts(1));
-         // The end that closes first, the server's, keeps the port for a while.
          ASSERT_TRUE(service.server.removeConnection(service.server.socketList().begin()->second));
          ASSERT_TRUE(
             eventually([&] { return service.readBy(service.clients) == 0 && service.lost == i + 1; }));
       }
       EXPECT_EQ(service.removed, cycles);
    }
-   EXPECT_EQ(nextDescriptor(), descriptor);
+   EXPECT_EQ(dup(0), descriptor);
+   close(descriptor);
 }
 
 } // namespace

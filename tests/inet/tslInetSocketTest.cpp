@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "inet/socketKit.h"
-#include "support/slots.h"
 #include "tslutil/inet/ioServiceRunnable.h"
 
 #include <boost/asio/post.hpp>
@@ -15,26 +14,6 @@ namespace
 
 using namespace socketKit;
 typedef OpenUdpSocket OpenSocket;
-
-TEST(DtInetSocket, SlotOrder)
-{
-   typedef DtInetSocket S;
-   EXPECT_TRUE(inSlotsFrom(
-      2, &S::setDestination, &S::destination, &S::localEndpoint, &S::setLocalPort, &S::localPort,
-      &S::bindToDevice, &S::hostIf, &S::openSocket, &S::closeSocket, &S::connectToDestination, &S::send,
-      &S::sendTo, &S::sendChain, &S::sendChainTo, &S::recv, &S::recvToChain, &S::recvFrom,
-      &S::recvToChainFrom, &S::state, &S::isOk, &S::protocol, &S::family, &S::descriptor, &S::flags,
-      &S::setSocket, &S::setNonBlockingOption, &S::setReuseAddressOption, &S::setSendBufferSize,
-      &S::setReceiveBufferSize, &S::setDoNotRouteOption, &S::setSendLowWatermark, &S::setReceiveLowWatermark,
-      &S::isNonBlocking, &S::isNoDelay, &S::getReuseAddressOption, &S::getDoNotRouteOption,
-      &S::getSendBufferSize, &S::getReceiveBufferSize, &S::getBytesAvailable, &S::getSendLowWatermark,
-      &S::getReceiveLowWatermark, &S::isIPv4, &S::isIPv6, &S::isTcp, &S::isUdp, &S::getLastError,
-      &S::getLastErrorString, &S::isErrorWouldBlockOrTryAgain, &S::clearError, &S::getTerminationCode,
-      &S::getTerminationString, &S::totalBytesSent, &S::totalPacketsSent, &S::totalBytesReceived,
-      &S::totalPacketsReceived, &S::clearStats, &S::addProcessingCallback, &S::removeProcessingCallback,
-      &OpenSocket::findAndRemoveCallback));
-   EXPECT_EQ(slotOf(&DtIoServiceRunnable::stopService), slotOf(&DtRunnable::stop) + 1);
-}
 
 TEST(DtInetSocket, BeginsUnconfiguredAndRecordsErrorsWithAndWithoutTheErrorState)
 {

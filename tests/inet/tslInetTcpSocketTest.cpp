@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "inet/socketKit.h"
+#include "inet/steps.h"
 #include "support/allocations.h"
 #include "support/signalStorm.h"
-#include "support/slots.h"
 #include "support/systemCalls.h"
 
 #include <boost/asio/ip/tcp.hpp>
 
+#include <deque>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <netinet/tcp.h>
-#include <sys/resource.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -22,19 +22,16 @@ using namespace socketKit;
 
 typedef unsigned long Size;
 
-constexpr Size theExclusive = DtInetSockFlagsDefault & ~static_cast<Size>(DtInetSockFlagReuseAddress);
 constexpr Size theMode = DtInetSockFlagNonBlocking;
 char theBytes[200] = "hello";
 
 /// Reaches what a socket keeps protected.
 struct Tcp : Watched<DtInetTcpSocket>
 {
-   using DtInetSocket::myDestination, DtInetSocket::myLocalEndpoint, DtInetTcpSocket::initAcceptedConnection,
-      DtInetTcpSocket::openAcceptedConnection, DtInetTcpSocket::tcpServerSocket, DtInetTcpSocket::tcpSocket,
+   using DtInetSocket::myLocalEndpoint, DtInetTcpSocket::tcpServerSocket, DtInetTcpSocket::tcpSocket,
       Watched::Watched;
 
-   Tcp(Size flags, unsigned short port, bool opens = false)
-      : Watched(loopback(port, DtInetProtoNone), 0, nullptr, flags, opens)
+   Tcp(Size flags, unsigned short port) : Watched(loopback(port, DtInetProtoNone), 0, nullptr, flags, false)
    {
    }
    bool setTcpNoDelayOption(bool on) override
@@ -58,16 +55,6 @@ struct Stream
       EXPECT_EQ(client.setNonBlockingOption((clientFlags & theMode) != 0), true);
    }
 
-   /// Has the system end the stream at once on the accepted side.
-   void reset()
-   {
-      linger const now{1, 0};
-      int const descriptor = static_cast<int>(accepted.descriptor()), null = open("/dev/null", O_RDONLY);
-      setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-      dup2(null, descriptor);
-      close(null);
-   }
-
    Watchdog const watchdog{120};
    Tcp server, client, accepted;
 };
@@ -82,105 +69,6 @@ struct FullListener
    unsigned short const port = acceptor.local_endpoint().port();
    Tcp filler{0x002, port};
 };
-
-TEST(DtInetTcpSocket, SlotOrder)
-{
-   typedef Tcp S;
-   typedef DtInetTcpSocket B;
-   EXPECT_TRUE(inSlotsFrom(slotOf(&DtInetSocket::removeProcessingCallback) + 2, &B::listenForConnections,
-                           &B::acceptConnection, &B::setTcpNoDelayOption, &B::setTcpLingerOption,
-                           &B::setConnAbortedOption, &B::setTcpKeepAliveOption, &B::getTcpLingerOption,
-                           &B::getConnAbortedOption, &B::getTcpKeepAliveOption, &S::initAcceptedConnection,
-                           &S::openAcceptedConnection, &S::tcpSocket, &S::tcpServerSocket));
-}
-
-TEST(DtInetTcpSocket, TellsWhyNot)
-{
-   Stream stream;
-   DtInetTcpSocket bare, target, listener(0, nullptr, DtInetUtils::DtInetFamilyIpv4, 0xC83, false);
-   DtInetDevice lo(DtString("lo"));
-   DtInetTcpSocket portless(0, &lo), taken(stream.server.localPort()),
-      unopened(loopback(9, DtInetProtoTcp), 0, nullptr, 0x003, false);
-   Tcp open(0x003, 9, true), localUdp(0x003, 9), remoteUdp(0x003, 9),
-      muted(0x001, stream.server.localPort(), true);
-   Tcp thrown(0x003, 9), nowhere(DtInetEndpoint(DtInetAddr(), 9, DtInetProtoTcp)), refused(0x003, 1),
-      thrower(0, nullptr, DtInetUtils::DtInetFamilyIpv4, 0x700000083, false);
-   localUdp.myLocalEndpoint.setProtocol(DtInetProtoUdp);
-   remoteUdp.myDestination = loopback();
-   thrown.failing = 's', thrower.failing = 'd';
-   ASSERT_TRUE(muted.connectToDestination());
-   Chain chain({"abc"}), none({});
-   std::string const port = std::to_string(open.localPort());
-   // clang-format off
-   Telling const rows[] = {
-      {bare, [&] { return bare.closeSocket(); }, "0, 10009 none closeSocket() called on uninitialized socket"},
-      {bare, [&] { return bare.recv(theBytes, 1); }, "-1, 10009 none recv() called on uninitialized socket"},
-      {bare, [&] { return bare.recvToChain(chain.chain); }, "-1, 10057 none recvToChain() called on unconnected socket on 0.0.0.0:any"},
-      {bare, [&] { return bare.openSocket(); }, "0, 127 error openSocket(): Invalid state 0"},
-      {bare, [&] { return bare.listenForConnections(); }, "0, 127 error listenForConnections(): Invalid state -1"},
-      {target, [&] { return target.listenForConnections(); }, "0, 10009 none ? DtInetTcpSocket()::listenForConnections() called on uninitialized socket"},
-      {listener, [&] { return listener.openSocket() && listener.connectToDestination(); }, "0, 0 created ? "},
-      {listener, [&] { return listener.acceptConnection(&target); }, "0, 10022 created ? "},
-      {listener, [&] { return listener.setReuseAddressOption(true) || listener.getSendBufferSize() != 0; }, "0, 10022 created ? "},
-      {portless, [&] { return portless.isOk(); }, "0, 10045 error ? Cannot open socket to listen on port 0"},
-      {taken, [&] { return taken.isOk(); }, "0, 10048 error listenForConnections(): Error opening Boost acceptor socket\nAddress already in use"},
-      {stream.server, [&] { return stream.server.acceptConnection(&stream.accepted); }, "0, 10037 listening ? "},
-      {stream.server, [&] { return stream.server.acceptConnection(&listener); }, "0, 10037 listening ? "},
-      {open, [&] { return open.recv(theBytes, 1); }, "-1, 10057 open recv() called on unconnected socket on 0.0.0.0:" + port},
-      {open, [&] { return open.setDestination(loopback(9, DtInetProtoTcp)); }, "0, 10056 open setDestination(): Cannot change destination endpoint of open socket"},
-      {open, [&] { return open.sendChain(chain.chain); }, "-1, 10057 error sendChain(): Error - not connected."},
-      {open, [&] { return open.closeSocket() && open.openSocket(); }, "0, 127 error openSocket(): Invalid state 9"},
-      {localUdp, [&] { return localUdp.openSocket(); }, "0, 135 error openSocket(): Cannot open TCP socket from local UDP endpoint"},
-      {remoteUdp, [&] { return remoteUdp.connectToDestination(); }, "0, 135 error openSocket(): Cannot open TCP socket to a remote UDP endpoint"},
-      {thrown, [&] { return thrown.openSocket(); }, "0, 10022 error openSocket(): Cannot allocate memory"},
-      {nowhere, [&] { return nowhere.connectToDestination(); }, "0, 10049 error connectToDestination(): Error connecting Boost socket\nCannot assign requested address"},
-      {refused, [&] { return refused.connectToDestination(); }, "0, 10061 error connectToDestination(): Error connecting Boost socket\nConnection refused"},
-      {unopened, [&] { return unopened.setDestination(loopback()); }, "0, 10022 created setDestination(): Specified destination endpoint is not TCP"},
-      {muted, [&] { return muted.send(theBytes, 1); }, "-1, 10045 error send(): Socket not initialized for sending."},
-      {stream.client, [&] { return stream.client.recvToChain(none.chain); }, "-4, 0 connected ? "},
-      {stream.client, [&] { return stream.client.setSendLowWatermark(5); }, "0, 10042 error setSendLowWatermark(): Error setting send low watermark to 5\nProtocol not available"},
-      {thrower, [&] { return thrower.listenForConnections(); }, "0, 14 error listenForConnections(): Error opening Boost acceptor socket\nCannot allocate memory"},
-   };
-   // clang-format on
-   for (Telling const & row : rows)
-      EXPECT_EQ(told(row.call(), row.socket), row.told);
-   // Flags are a word of 32 bits.
-   EXPECT_TRUE(thrower.flags() == 0x080 && thrower.calls == "b0 d1 ");
-}
-
-TEST(DtInetTcpSocket, RolesOpenThroughTheVirtualSetters)
-{
-   DtInetDevice lo(DtString("lo"));
-   Tcp server(unusedPort(), &lo, DtInetUtils::DtInetFamilyIpv4, theNonBlocking), accepted, bare;
-   EXPECT_TRUE(server.isOk() && server.listenForConnections() && server.isNonBlocking() && server.isTcp());
-   EXPECT_STREQ(server.localEndpoint().address().toDtString(), "127.0.0.1");
-   // Sharing the address is the listener's own affair, and the answer to a mode is the mode.
-   EXPECT_FALSE(server.getReuseAddressOption() || server.setNonBlockingOption(false));
-   EXPECT_TRUE(server.setReuseAddressOption(true) && server.getReuseAddressOption());
-   Tcp client(0x0C2, server.localPort());
-   EXPECT_TRUE(client.connectToDestination() && client.state() == DtInetSockConnecting && client.isOk());
-   EXPECT_EQ(client.calls, "b1 d1 r0 s65504 v65504 ");
-   EXPECT_STREQ(client.localEndpoint().address().toDtString(), "127.0.0.1");
-   EXPECT_TRUE(server.acceptConnection(&accepted, 0x0C2) && accepted.state() == DtInetSockConnected);
-   EXPECT_EQ(accepted.calls, "b1 b1 d0 r0 ");
-   EXPECT_TRUE(accepted.destination() == client.localEndpoint() &&
-               accepted.localPort() == server.localPort());
-   EXPECT_TRUE(!accepted.getReuseAddressOption() && accepted.isNonBlocking() && !accepted.isNoDelay());
-   for (Tcp * const socket : {&server, &client, &accepted})
-      EXPECT_NE(fcntl(static_cast<int>(socket->descriptor()), F_GETFD) & FD_CLOEXEC, 0);
-   EXPECT_TRUE(server.tcpSocket() == nullptr && bare.tcpSocket() == nullptr &&
-               client.tcpServerSocket() == nullptr);
-   // Boost hears of what it keeps a mark of, whenever it gets the socket.
-   boost::asio::socket_base::enable_connection_aborted reports;
-   EXPECT_TRUE(server.setConnAbortedOption(true));
-   static_cast<boost::asio::ip::tcp::acceptor *>(server.tcpServerSocket())->get_option(reports);
-   EXPECT_TRUE(reports.value() && server.setConnAbortedOption(false) && !server.getConnAbortedOption());
-   // A listener of IPv6 hears IPv4 too.
-   DtInetTcpSocket wide(0, nullptr, DtInetUtils::DtInetFamilyIpv6), mapped;
-   Tcp ipv4(loopback(wide.localPort(), DtInetProtoTcp), 0, &lo);
-   EXPECT_STREQ(ipv4.localEndpoint().address().toDtString(), "127.0.0.1");
-   EXPECT_TRUE(ipv4.connectToDestination() && wide.acceptConnection(&mapped) && mapped.isIPv6());
-}
 
 int addOne(DtInetSocket * socket, int size, DtInetSockChain &, DtInetEndpoint & endpoint, void *)
 {
@@ -211,6 +99,120 @@ int use(DtInetSocket & socket, char way, DtInetEndpoint & other = theOther)
    // clang-format on
    theGot = tolower(way) == 'v' ? in.text() : flat;
    return result;
+}
+
+/// Has the system end a stream at once; its socket doesn't hear of it.
+bool reset(Tcp & socket)
+{
+   linger const now{1, 0};
+   int const descriptor = static_cast<int>(socket.descriptor()), null = open("/dev/null", O_RDONLY);
+   setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+   return dup2(null, descriptor) == descriptor && close(null) == 0;
+}
+
+/// How the peer has ended a stream. Otherwise what can be seen of a socket, and the setters that it called.
+std::string lookOf(Tcp & socket)
+{
+   std::ostringstream text;
+   if (socket.getTerminationCode() != 0)
+      return std::to_string(socket.getTerminationCode()) + " " + socket.getTerminationString().stdString();
+   text << socket.localEndpoint().toDtString(true) << " to " << socket.destination().toDtString(true)
+        << std::hex << ", flags " << socket.flags() << (socket.isOk() ? ", ok" : "")
+        << (socket.isNonBlocking() ? ", non-blocking" : "") << (socket.isNoDelay() ? ", no-delay" : "")
+        << (socket.getReuseAddressOption() ? ", shared" : "")
+        << (fcntl(static_cast<int>(socket.descriptor()), F_GETFD) == FD_CLOEXEC ? ", close-on-exec" : "");
+   return text.str() + ": " + socket.calls.substr(0, socket.calls.size() - 1);
+}
+
+/// What Boost has got: 1 for a stream, 2 for a listener, 3 for one that reports aborted connections.
+int boostOf(Tcp & socket)
+{
+   boost::asio::socket_base::enable_connection_aborted reports;
+   auto * const acceptor = static_cast<boost::asio::ip::tcp::acceptor *>(socket.tcpServerSocket());
+   if (acceptor == nullptr || socket.tcpSocket() != nullptr)
+      return acceptor == nullptr ? socket.tcpSocket() != nullptr : -1;
+   acceptor->get_option(reports);
+   return reports.value() ? 3 : 2;
+}
+
+/// TCP sockets by name, each of which stands in braces for its port.
+struct TcpWorld : World
+{
+   TcpWorld();
+
+   /// Adds a verb that does something to a socket, which tells of its answer and its state.
+   void on(std::string const & verb, std::function<int(Tcp &, Fields const &)> const & call)
+   {
+      verbs[verb] = [this, call](Fields const & row)
+      {
+         Tcp & socket = *sockets.at(row[1]);
+         std::string const text = told(call(socket, row), socket);
+         names[row[1]] = std::to_string(socket.localPort());
+         return text.substr(0, text.find_last_not_of("? ") + 1);
+      };
+   }
+   template<class... Arguments>
+   std::string add(Fields const & row, Arguments &&... arguments)
+   {
+      sockets[row[1]] = &owned.emplace_back(std::forward<Arguments>(arguments)...);
+      return verbs["state"](row);
+   }
+
+   FullListener full;
+   /// Holds a port, which can be had on 127.0.0.1 all the same.
+   boost::asio::ip::tcp::acceptor holder{full.context, {boost::asio::ip::make_address("127.0.0.2"), 0}};
+   std::deque<Tcp> owned;
+   std::unique_ptr<Stream> stream;
+   std::map<std::string, Tcp *> sockets;
+   std::vector<char> large = std::vector<char>(1 << 24);
+   DtInetSockChain nowhere;
+   rlim_t descriptors = 0;
+   DtInetDevice lo{DtString("lo")};
+};
+
+// clang-format off
+TcpWorld::TcpWorld()
+{
+   names = {{"full", std::to_string(full.port)}, {"held", std::to_string(holder.local_endpoint().port())}};
+   auto const deviceOf = [this](std::string const & name) { return name == "lo" ? &lo : nullptr; };
+   verbs["bare"] = [=](auto & row) { return add(row); };
+   verbs["client"] = [=](auto & row) { return add(row, DtInetEndpoint(DtInetAddr(row[3].c_str()), as<unsigned short>(row[4]), as<DtInetProtocol>(row[5])), 0, deviceOf(row[6]), as<Size>(row[2]), false); };
+   verbs["server"] = [=](auto & row) { return add(row, as<unsigned short>(row[3]), deviceOf(row[5]), as<DtInetUtils::DtInetAddrFamily>(row[4]), as<Size>(row[2]), false); };
+   verbs["stream"] = [this](auto & row) {
+      stream = std::make_unique<Stream>(as<Size>(row[2]), 0xCC3);
+      sockets = {{"server", &stream->server}, {"client", &stream->client}, {"accepted", &stream->accepted}};
+      return verbs["state"](row);
+   };
+   verbs["look"] = [this](auto & row) { return lookOf(*sockets.at(row[1])); };
+   on("state", [](auto & socket, auto &) { return socket.isOk(); });
+   on("open", [](auto & socket, auto &) { return socket.openSocket(); });
+   on("listen", [](auto & socket, auto &) { return socket.listenForConnections(); });
+   on("connect", [](auto & socket, auto &) { return socket.connectToDestination(); });
+   on("accept", [this](auto & socket, auto & row) { return socket.acceptConnection(sockets.at(row[2]), as<Size>(row[3])); });
+   on("close", [](auto & socket, auto &) { return socket.closeSocket(); });
+   on("use", [](auto & socket, auto & row) { return use(socket, row[2][0]); });
+   on("receive nowhere", [this](auto & socket, auto &) { return socket.recvToChain(nowhere); });
+   on("fill", [this](auto & socket, auto &) { return socket.send(large.data(), large.size()) > 0; });
+   on("drain", [this](auto & socket, auto &) { return socket.recv(large.data(), large.size()) > 0; });
+   on("destination", [](auto & socket, auto & row) { return socket.setDestination(loopback(9, as<DtInetProtocol>(row[2]))); });
+   on("local udp", [](auto & socket, auto &) { return socket.myLocalEndpoint.setProtocol(DtInetProtoUdp), 1; });
+   on("send watermark", [](auto & socket, auto & row) { return socket.setSendLowWatermark(as<Size>(row[2])); });
+   on("share", [](auto & socket, auto & row) { return socket.setReuseAddressOption(row[2] == "1"); });
+   on("non-blocking", [](auto & socket, auto & row) { return socket.setNonBlockingOption(row[2] == "1"); });
+   on("report aborted", [](auto & socket, auto & row) { return socket.setConnAbortedOption(row[2] == "1"); });
+   on("boost", [](auto & socket, auto &) { return boostOf(socket); });
+   on("clear", [](auto & socket, auto &) { return socket.clearError(), 1; });
+   on("fail in", [](auto & socket, auto & row) { return socket.failing = row[2][0], 1; });
+   on("reset", [](auto & socket, auto &) { return reset(socket); });
+   on("break", [](auto & socket, auto &) { return ::close(static_cast<int>(socket.descriptor())) == 0; });
+   on("run out", [this](auto &, auto &) { return descriptors = limit(RLIMIT_NOFILE, 3), 1; });
+   on("have more", [this](auto &, auto &) { return limit(RLIMIT_NOFILE, descriptors), 1; });
+}
+// clang-format on
+
+TEST(DtInetTcpSocket, DoesAndTellsWhatItsScenariosSay)
+{
+   runSteps<TcpWorld>("inet/tcp.tsv");
 }
 
 void exchange(DtInetSocket & from, DtInetSocket & to, char const * ways)
@@ -253,131 +255,22 @@ TEST(DtInetSocketTraffic, CarriesAllBytesAndCountsCallsInAllWays)
       }
 }
 
-TEST(DtInetTcpSocket, EndOfThePeerGoesToTheTerminationRecord)
-{
-   // The calls that notice it, each with the client's flags.
-   // clang-format off
-   std::tuple<int, char const *, bool, std::vector<std::pair<char, Size>>> const rows[] = {
-      {2, "Connection terminated by peer", false, {{'r', 2}, {'v', 2}, {'r', 0x42}, {'v', 0x42}, {'r', 0x342}, {'s', 0x342}}},
-      {10054, "Connection reset by peer", true, {{'r', 2}, {'v', 0x42}, {'s', 0x42}, {'c', 2}, {'s', 0x342}}},
-      {10054, "Broken pipe", false, {{'s', 2}}}};
-   // clang-format on
-   for (auto const & [code, text, isReset, calls] : rows)
-      for (auto const & [way, flags] : calls)
-      {
-         Stream stream(flags);
-         Tcp & client = stream.client;
-         isReset ? stream.reset() : static_cast<void>(stream.accepted.closeSocket());
-         EXPECT_TRUE(eventually([&, way = way] { return use(client, way) == -1; }));
-         EXPECT_EQ(told(client), "0 terminated ? ") << way << flags;
-         EXPECT_TRUE(use(client, 'r') == -1 && client.getLastError() == 10057 && !client.isOk() &&
-                     client.state() == DtInetSockTerminated);
-         client.clearError();
-         EXPECT_EQ(told(client.closeSocket(), client), "1, 0 closed ? ");
-         EXPECT_EQ(client.getTerminationCode(), code);
-         EXPECT_STREQ(client.getTerminationString(), text);
-      }
-}
-
-// The state of a non-blocking connect under way.
-TEST(DtInetTcpSocket, ConnectingOneDoesNotMistakeTheWaitForAnEnd)
-{
-   FullListener full;
-   Tcp waiting(0x042, full.port), refused(0x042, 1), server(0, nullptr), accepted, other;
-   Tcp first(0x042, server.localPort()), second(0x042, server.localPort());
-   EXPECT_TRUE(waiting.connectToDestination() && refused.connectToDestination());
-   // A refused one tells once.
-   EXPECT_TRUE(eventually([&] { return use(refused, 'r') == -1 && refused.getLastError() != 0; }));
-   EXPECT_EQ(told(refused), "10061 connecting recv() failed on socket at " +
-                               refused.localEndpoint().toDtString().stdString() + "\nConnection refused");
-   refused.clearError();
-   for (Tcp * const socket : {&waiting, &refused})
-      for (char const way : {'s', 'c', 'r', 'v'})
-         EXPECT_EQ(told(use(*socket, way), *socket), "-1, 0 connecting ? ") << way;
-   // One that is answered receives, hears of the end, and becomes connected by its first send.
-   EXPECT_TRUE(first.connectToDestination() && server.acceptConnection(&accepted) &&
-               second.connectToDestination() && server.acceptConnection(&other));
-   EXPECT_EQ(told(use(first, 'r'), first), "0, 0 connecting ? ");
-   EXPECT_EQ(told(use(first, 's'), first), "5, 0 connected ? ");
-   other.closeSocket();
-   EXPECT_TRUE(eventually([&] { return use(second, 'r') == -1; }) && second.getTerminationCode() == 2);
-}
-
-TEST(DtInetTcpSocket, FullBufferIsAFailureToBeTriedAgain)
-{
-   Stream stream(0xC83, theNonBlocking);
-   std::vector<char> large(1 << 20);
-   std::size_t sent = 0;
-   int result = 0;
-   while ((result = stream.accepted.send(large.data(), large.size())) > 0)
-      sent += static_cast<std::size_t>(result);
-   for (char const way : {'s', 'c'})
-      EXPECT_EQ(told(use(stream.accepted, way), stream.accepted), "-1, 10035 connected ? ");
-   EXPECT_TRUE(stream.accepted.isErrorWouldBlockOrTryAgain());
-   for (std::size_t got = 0; got < sent; got += static_cast<std::size_t>(result))
-      ASSERT_GT(result = stream.client.recv(large.data(), large.size()), 0);
-   EXPECT_EQ(use(stream.accepted, 'c'), 5);
-}
-
-TEST(DtInetTcpSocket, FailureOfAnAcceptIsTheTargetsOrTheListeners)
-{
-   Stream stream;
-   DtInetTcpSocket poller(0, nullptr, DtInetUtils::DtInetFamilyIpv4, theNonBlocking), target, other, third;
-   EXPECT_EQ(told(poller.acceptConnection(&target), poller), "0, 0 listening ? ");
-   rlimit before;
-   getrlimit(RLIMIT_NOFILE, &before);
-   rlimit const few{3, before.rlim_max};
-   setrlimit(RLIMIT_NOFILE, &few);
-   std::string const answers[] = {told(stream.server.acceptConnection(&other), other), told(stream.server),
-                                  told(poller.acceptConnection(&target), poller), told(target)};
-   setrlimit(RLIMIT_NOFILE, &before);
-   EXPECT_EQ(
-      answers[0],
-      "1, 10024 error acceptConnection(): Error creating new connection on socket\nToo many open files");
-   EXPECT_EQ(answers[1], "0 listening ? ");
-   EXPECT_EQ(answers[2], "0, 10024 error acceptConnection(): Error on non-blocking accept()\n");
-   EXPECT_EQ(answers[3], "0 created ? ");
-   close(static_cast<int>(stream.server.descriptor()));
-   EXPECT_EQ(told(stream.server.acceptConnection(&third), stream.server),
-             "1, 10009 error acceptConnection(): Error on Boost acceptor socket\nBad file descriptor");
-   EXPECT_EQ(told(third), "0 created ? ");
-}
-
-TEST(DtInetTcpSocket, ListenerStartsAgainWhileItsConnectionsFade)
-{
-   unsigned short const port = unusedPort();
-   for (int i = 0; i < 100; ++i)
-   {
-      DtInetTcpSocket server(port), second(port), accepted;
-      ASSERT_EQ(told(server), "0 listening ? ") << i;
-      EXPECT_EQ(second.getLastError(), 10048);
-      Tcp client(0x002, port);
-      ASSERT_TRUE(client.connectToDestination() && server.acceptConnection(&accepted, theExclusive));
-      EXPECT_TRUE(accepted.closeSocket() && use(client, 'r') == -1);
-   }
-}
-
 TEST(DtInetTcpSocket, BackgroundThreadSendsInOrderAndReceivesBlocks)
 {
    Stream stream(0x302, 0x302);
    int const descriptor = static_cast<int>(stream.accepted.descriptor());
-   std::vector<char> block(100000);
-   constexpr std::size_t theTotal = 20000000;
-   auto const byteAt = [](std::size_t place) { return static_cast<char>(place % 251); };
-   for (std::size_t sent = 0; sent < theTotal; sent += block.size())
+   std::string all(20000000, '.'), got;
+   for (std::size_t i = 0; i < all.size(); ++i)
+      all[i] = static_cast<char>(i % 251);
+   std::string block;
+   for (std::size_t sent = 0; sent < all.size(); sent += block.size())
    {
-      for (std::size_t k = 0; k < block.size(); ++k)
-         block[k] = byteAt(sent + k);
+      block = all.substr(sent, 100000);
       ASSERT_EQ(stream.client.send(block.data(), block.size()), 100000);
    }
-   std::size_t wrong = 0, sum = 0;
-   for (ssize_t n = 1; n > 0 && sum < theTotal; sum += static_cast<std::size_t>(n))
-   {
-      n = read(descriptor, block.data(), block.size());
-      for (ssize_t k = 0; k < n; ++k)
-         wrong += block[static_cast<std::size_t>(k)] != byteAt(sum + static_cast<std::size_t>(k));
-   }
-   EXPECT_TRUE(sum == theTotal && wrong == 0) << sum << " " << wrong;
+   for (ssize_t n; got.size() < all.size() && (n = read(descriptor, block.data(), block.size())) > 0;)
+      got.append(block, 0, static_cast<std::size_t>(n));
+   EXPECT_TRUE(got == all) << got.size();
    ASSERT_EQ(write(descriptor, "1234567890", 10), 10);
    EXPECT_TRUE(eventually([&] { return use(stream.client, 'r') == DtInetSockRcvNoRoom; }));
    EXPECT_EQ(use(stream.client, 'r'), 0);
