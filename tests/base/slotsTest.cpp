@@ -22,11 +22,22 @@ std::vector<void *> slotsOf(std::string const & mangledClass)
    Dl_info place;
    void * entry = nullptr;
    dladdr1(table, &place, &entry, RTLD_DL_SYMENT);
-   void ** const end = table + static_cast<ElfW(Sym) *>(entry)->st_size / sizeof(void *);
+   void ** end = table + static_cast<ElfW(Sym) *>(entry)->st_size / sizeof(void *);
+   // A sanitizer may put a zone behind it that nobody is to touch.
+   auto const isPoisoned = reinterpret_cast<int (*)(void *)>(symbol("__asan_address_is_poisoned"));
+   while (isPoisoned != nullptr && isPoisoned(end - 1) != 0)
+      --end;
    return std::vector<void *>(std::find(table, end, symbol("_ZTI" + mangledClass)) + 1, end);
 }
 
-/// The table has a row for each slot of each class; a symbol "-" is one that the library keeps to itself.
+/// Whether this is a function with a name of its own, and not one that its callers may have inline.
+bool isNamed(void * function)
+{
+   Dl_info place;
+   return dladdr(function, &place) != 0 && place.dli_saddr == function;
+}
+
+/// The table has a row for each slot of each class.
 TEST(Slots, AreThoseThatUsersWereBuiltWith)
 {
    SKIP_BECAUSE(symbol("_ZTV8DtString") == nullptr ? "the library is linked in, without names" : "");
@@ -38,7 +49,7 @@ TEST(Slots, AreThoseThatUsersWereBuiltWith)
       std::vector<void *> const slots = slotsOf(mangledClass);
       ASSERT_EQ(slots.size(), rows.size()) << mangledClass;
       for (std::size_t slot = 0; slot < rows.size(); ++slot)
-         EXPECT_TRUE(rows[slot][1] == "-" || slots[slot] == symbol(rows[slot][1]))
+         EXPECT_TRUE(slots[slot] == symbol(rows[slot][1]) || !isNamed(slots[slot]))
             << mangledClass << ' ' << slot << ' ' << rows[slot][2];
    }
 }

@@ -5,9 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace
 {

@@ -17,10 +17,8 @@
 #include <cstring>
 #include <iomanip>
 #include <map>
-#include <memory>
 #include <new>
 #include <random>
-#include <sstream>
 
 namespace
 {

@@ -8,9 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <functional>
 #include <map>
-#include <string>
 
 inline std::string const theFomFolder = std::string(TEST_DATA_DIR) + "/fom/";
 

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/time/tslNetTimeStamp.h"
 
-#include <gtest/gtest.h>
+#include "support/tsv.h"
 
 #include <cmath>
-#include <fstream>
-#include <limits>
-#include <string>
 
 namespace
 {
@@ -21,39 +18,29 @@ unsigned long inMemory(DtNetTimeStamp const & stamp)
 
 TEST(DtNetTimeStamp, ReadsAndWritesRecordedWords)
 {
-   std::ifstream rows(TEST_DATA_DIR "/dis/timestamps.tsv");
-   std::string bytes;
-   std::getline(rows, bytes);
-   unsigned word, count = 0;
-   int kind;
-   for (double seconds; rows >> word >> bytes >> kind >> seconds; ++count)
+   for (Fields const & row : tableOf("dis/timestamps.tsv"))
    {
+      auto const word = static_cast<unsigned>(std::stoul(row[0]));
+      int const kind = std::stoi(row[2]);
+      double const seconds = std::stod(row[3]);
       DtNetTimeStamp const stamp(seconds, DtTimeStampType(kind));
-      EXPECT_TRUE(+stamp == word && inMemory(stamp) == std::stoul(bytes, nullptr, 16)) << word;
+      EXPECT_TRUE(+stamp == word && inMemory(stamp) == std::stoul(row[1], nullptr, 16)) << word;
       DtNetU32 const received(word);
       DtNetTimeStamp read;
       std::memcpy(static_cast<void *>(&read), &received, sizeof read);
       EXPECT_TRUE(read.time() == seconds && read.type() == kind) << word;
    }
-   EXPECT_EQ(count, 1363u);
 }
 
 TEST(DtNetTimeStamp, DropsHoursCutsNegativeTimesKeepsTheTypeAndFollowsTheByteOrdering)
 {
-   double const infinite = std::numeric_limits<double>::infinity();
-   // clang-format off
-   std::pair<double, unsigned long> const rows[] = {
-      {1800.0, 0x80000000}, {0.0, 0}, {3600.0, 0}, {-3600.0, 0}, {900.0, 0x40000000}, {-1800.0, 0x80000000},
-      {-900.0, 0xC0000000}, {-4500.0, 0xC0000000}, {1e-6, 0}, {-1e-6, 0}, {-2e-6, 0xFFFFFFFE},
-      {1800.0 + 3600e9, 0x80000000}, {std::nan(""), 0}, {infinite, 0}, {-infinite, 0}, {1e300, 0},
-      {3661.5, DtNetTimeStamp(61.5, DtTimeStampRelative)}};
-   // clang-format on
-   for (auto const & [seconds, word] : rows)
+   for (Fields const & row : tableOf("time/timestamps.tsv"))
       for (unsigned const type : {0u, 1u})
       {
          DtNetTimeStamp stamp(0, DtTimeStampType(type));
-         stamp.setTime(seconds);
-         EXPECT_EQ(+stamp, word + type) << seconds;
+         unsigned long const word = std::stoul(row[1], nullptr, 16);
+         stamp.setTime(std::stod(row[0]));
+         EXPECT_EQ(+stamp, word + type) << row[0];
          stamp.setType(DtTimeStampType(2)); // neither of the two: relative
          EXPECT_EQ(+stamp, word);
       }

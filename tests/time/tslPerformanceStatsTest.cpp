@@ -7,8 +7,6 @@
 #include <chrono>
 #include <cmath>
 #include <thread>
-#include <utility>
-#include <vector>
 
 namespace
 {
