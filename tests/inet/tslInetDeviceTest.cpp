@@ -2,6 +2,7 @@
 #include "tslutil/inet/tslInetDevice.h"
 #include "tslutil/inet/adapterList.h"
 
+#include "inet/socketKit.h"
 #include "inet/steps.h"
 #include "support/capturedStream.h"
 
@@ -14,7 +15,6 @@
 #include <thread>
 
 #include <arpa/inet.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace DtInetUtils;
@@ -298,21 +298,17 @@ TEST_F(InetScan, SaysWhyTheInterfacesCannotBeRead)
    CapturedStream stream;
    // A sanitizer needs a descriptor when it meets a class for the first time, and there are soon none.
    DtWarn << std::flush;
-   DtInetDevice const met("lo", DtInetFamilyIpv4);
    DeviceWorld world;
    world.verbs["defaults"]({});
    DtString error;
    _MIB_IPADDRTABLE * table = nullptr;
-   rlimit usual;
-   getrlimit(RLIMIT_NOFILE, &usual);
-   rlimit const noDescriptors = {0, usual.rlim_max};
-   setrlimit(RLIMIT_NOFILE, &noDescriptors);
+   rlim_t const usual = socketKit::limit(RLIMIT_NOFILE, 0);
    std::string told = faces(scanInetDevices(false, false)) + ": ";
    told += stream.textAt(1);
    told +=
       world.verbs["defaults"]({}) + DtInetDevice("lo", DtInetFamilyIpv4).getLastErrorString().stdString();
    int const result = fetchIpv4DeviceAddrInfo(&table, error);
-   setrlimit(RLIMIT_NOFILE, &usual);
+   socketKit::limit(RLIMIT_NOFILE, usual);
    EXPECT_EQ(told, ": DtInetUtils::scanInetDevices could not retrieve adapter information.\n"
                    "Could not allocate memory to scan devices.\nnone none none none"
                    "Could not allocate memory to scan devices.");

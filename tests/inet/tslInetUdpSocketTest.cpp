@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "inet/socketKit.h"
-#include "support/slots.h"
 
 #include <boost/asio/ip/udp.hpp>
 
@@ -13,21 +12,6 @@ using namespace socketKit;
 
 typedef boost::asio::ip::udp::socket BoostSocket;
 typedef unsigned long Size;
-
-#define BY(Argument, name) static_cast<bool (S::*)(Argument, DtInetDevice *)>(&S::name)
-
-TEST(DtInetUdpSocket, SlotOrder)
-{
-   typedef DtInetUdpSocket S;
-   std::size_t const first = slotOf(&DtInetSocket::removeProcessingCallback) + 2;
-   EXPECT_TRUE(
-      inSlotsFrom(first, &S::disconnect, &S::setBroadcastOption,
-                  static_cast<bool (S::*)(DtInetDevice *)>(&S::setMcastDevice),
-                  static_cast<bool (S::*)(DtInetAddr const &)>(&S::setMcastDevice), &S::getBroadcastOption,
-                  BY(DtInetEndpoint const &, joinMulticastGroup), BY(DtInetAddr const &, joinMulticastGroup),
-                  BY(DtInetEndpoint const &, dropMulticastGroup), BY(DtInetAddr const &, dropMulticastGroup),
-                  &S::setMcastTtlOption, &S::udpSocket, &S::secondUdpSocket));
-}
 
 struct WatchedSocket : Watched<DtInetUdpSocket>
 {
