@@ -34,18 +34,19 @@ inline DtInetEndpoint loopback(unsigned short port = 9, DtInetProtocol protocol 
    return {DtInetAddr("127.0.0.1"), port, protocol};
 }
 
-/// What a socket tells of its last error: code, state, and the text behind the name of the class, which has
-/// to be there.
+/// What a socket tells of its last error: code, state, and the text, if any, behind the name of the class,
+/// which has to be there.
 inline std::string told(DtInetSocket & socket)
 {
    std::string const name =
                         dynamic_cast<DtInetTcpSocket *>(&socket) ? "DtInetTcpSocket::" : "DtInetUdpSocket::",
                      text = socket.getLastErrorString().stdString();
-   std::string const states[] = {" error ",      " none ", " created ",   " open ", " listening ",
-                                 " connecting ", "",       " connected ", "",       " terminated ",
-                                 " closed "};
-   return std::to_string(socket.getLastError()) + states[socket.state() + 1] +
-          (text.compare(0, name.size(), name) == 0 ? text.substr(name.size()) : "? " + text);
+   char const * const states[] = {" error",     " none",       " created", " open",
+                                  " listening", " connecting", "",         " connected",
+                                  "",           " terminated", " closed"};
+   std::string const told = std::to_string(socket.getLastError()) + states[socket.state() + 1];
+   bool const isNamed = text.compare(0, name.size(), name) == 0;
+   return text.empty() ? told : told + (isNamed ? " " + text.substr(name.size()) : " ? " + text);
 }
 
 /// The same behind the answer that the socket has just given, 0 for false.

@@ -347,7 +347,7 @@ TEST(DtInetSocketMgr, OutlivesManyConnectionsAndRestarts)
    for (int restart = 0; restart < 100; ++restart)
    {
       Service service(port);
-      ASSERT_EQ(told(*service.server.serverSocket()), "0 listening ? ") << restart;
+      ASSERT_EQ(told(*service.server.serverSocket()), "0 listening") << restart;
       port = service.port;
       for (int i = 0; i < cycles; ++i)
       {

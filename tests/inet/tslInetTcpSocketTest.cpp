@@ -147,8 +147,7 @@ struct TcpWorld : World
       {
          Tcp & socket = *sockets.at(row[1]);
          std::string const text = told(call(socket, row), socket);
-         names[row[1]] = std::to_string(socket.localPort());
-         return text.substr(0, text.find_last_not_of("? ") + 1);
+         return names[row[1]] = std::to_string(socket.localPort()), text;
       };
    }
    template<class... Arguments>
