@@ -16,7 +16,7 @@ std::string printed(DtException const & exception)
    return out.str();
 }
 
-TEST(DtException, HoldsMessageAndLocation)
+TEST(DtException, HoldsMessageAndLocationAndKindsHaveNumbers)
 {
    DtException const full("text", "int f()", "file.cpp", 4000000000u, nullptr);
    EXPECT_STREQ(full.what() + "|" + full.where(), "text|int f() [file.cpp:4000000000] ");
@@ -24,6 +24,12 @@ TEST(DtException, HoldsMessageAndLocation)
    EXPECT_EQ(printed(DtException(nullptr, nullptr)) +
                 printed(DtException(nullptr, nullptr, nullptr, 1, nullptr)),
              " ()\n ( [:1] )\n");
+   static_assert(std::is_same_v<DtInvalidInput, DtTemplatedException<-1>> &&
+                 std::is_same_v<DtThreadAlreadyRunning, DtTemplatedException<1001>> &&
+                 std::is_same_v<DtThreadNotStarted, DtTemplatedException<1002>> &&
+                 std::is_same_v<DtThreadCreationError, DtTemplatedException<1003>>);
+   EXPECT_THROW(throw DtTemplatedException<7>("d", "f", "a", 1), DtException);
+   EXPECT_STREQ(DtTslRtiMismatchException("e").message(), "e");
 }
 
 TEST(DtException, CopiesOfAChainStandAlone)
@@ -45,21 +51,10 @@ TEST(DtException, CopiesOfAChainStandAlone)
    EXPECT_EQ(printed(copy), "2 ()\n3 (h [c:3] )\n");
 }
 
-TEST(DtTemplatedException, IsToldApartByItsNumber)
-{
-   static_assert(std::is_same_v<DtInvalidInput, DtTemplatedException<-1>> &&
-                 std::is_same_v<DtThreadAlreadyRunning, DtTemplatedException<1001>> &&
-                 std::is_same_v<DtThreadNotStarted, DtTemplatedException<1002>> &&
-                 std::is_same_v<DtThreadCreationError, DtTemplatedException<1003>>);
-   EXPECT_THROW(throw DtTemplatedException<7>("d", "f", "a", 1), DtException);
-   EXPECT_STREQ(DtTslRtiMismatchException("e").message(), "e");
-}
-
 TEST(DtAssert, DoesWhatItIsToldToAtAFailureOnly)
 {
    CapturedStream captured;
    static std::string calls;
-   calls.clear();
    int tests = 0;
    EXPECT_EQ(DtAssert::getAssertFunction(), nullptr);
    DtASSERT(++tests == 0);
@@ -69,7 +64,7 @@ TEST(DtAssert, DoesWhatItIsToldToAtAFailureOnly)
    DtASSERT(++tests == 2);
    std::string const line = std::to_string(__LINE__ + 1);
    DtASSERT(++tests == 0);
-   EXPECT_EQ(calls, __FILE__ + std::string(__PRETTY_FUNCTION__) + line + "++tests == 0");
+   EXPECT_EQ(std::exchange(calls, ""), __FILE__ + std::string(__PRETTY_FUNCTION__) + line + "++tests == 0");
    DtAssert::ignore();
    DtASSERT(++tests == 0);
    EXPECT_EQ(tests, 4);

@@ -136,22 +136,14 @@ TEST(DtOutputStream, ManyThreadsMayWrite)
    EXPECT_EQ(captured.text().size(), 600u);
 }
 
-// The five streams of the library.
-
-TEST(DtNotify, StartsWithThreeOfFiveStreamsOnStandardOutput)
+TEST(DtNotify, ThreeOfFiveStreamsStartOnStandardOutputAndAllAreSwitchedTogether)
 {
+   TemporaryFolder const folder;
    EXPECT_EQ(DtNotifyLevel, 2);
    testing::internal::CaptureStdout();
    for (DtOutputStream * stream : {&DtFatal, &DtWarn, &DtInfo, &DtVerbose, &DtDebug})
       (*stream)("%d", stream->threshold());
-   EXPECT_EQ(testing::internal::GetCapturedStdout(), "012");
-}
-
-TEST(DtNotify, OutputIsSwitchedForAllStreams)
-{
-   TemporaryFolder const folder;
    CapturedStream captured;
-   testing::internal::CaptureStdout();
    setFileOutput(folder.path("both.log").c_str(), 0, 1);
    DtInfo << "both\n";
    DtFatal << "too\n";
@@ -165,7 +157,7 @@ TEST(DtNotify, OutputIsSwitchedForAllStreams)
    DtWarn << "nowhere\n";
    DtSetTessalyPrinter(&captured);
    DtWarn << "captured\n";
-   EXPECT_EQ(testing::internal::GetCapturedStdout(), "both\ntoo\n");
+   EXPECT_EQ(testing::internal::GetCapturedStdout(), "012both\ntoo\n");
    EXPECT_EQ(folder.read("both.log") + folder.read("file.log"), "both\ntoo\nfile\n");
    EXPECT_EQ(captured.text(), "captured\n");
 }

@@ -3,13 +3,13 @@
 
 #include "support/pseudoTerminal.h"
 #include "support/temporaryFolder.h"
-
-#include <gtest/gtest.h>
+#include "support/tsv.h"
 
 #include <csignal>
 #include <ctime>
 #include <fcntl.h>
 #include <iostream>
+#include <map>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
@@ -51,47 +51,26 @@ TEST(DtStandardPrinters, PrintTheTextAsItStandsAndOutliveALostReader)
    EXPECT_TRUE(pthread_sigmask(SIG_SETMASK, nullptr, &blocked) == 0 && sigismember(&blocked, SIGPIPE) == 0);
 }
 
-TEST(DtFilePrinter, RollsWhenMoreThanTheIntervalHasPassed)
+TEST(DtFilePrinter, DoesWhatTheTableSaysAtEachStep)
 {
    TemporaryFolder const folder;
-   // Names are split at the last point, even one of a directory.
-   char const * const names[][3] = {{"run.x.log", "run.x_1.log", "run.x_2.log"},
-                                    {"plain", "plain_1", "plain_2"},
-                                    {"a.d/plain", "a_1.d/plain", "a_2.d/plain"}};
    DtFilePrinter printer;
-   printer.write("nowhere", 2, true);
-   printer.setLogRollingInterval(60);
-   for (auto const & [name, first, second] : names)
-   {
-      folder.write(first, "of an earlier run");
-      folder.write(second, "of an earlier run");
-      printer.resetFile(folder.write(name, "of an earlier run").c_str());
-      for (char const * text : {"a", "b", "c", "d"})
-      {
-         theTime += *text == 'a' || *text == 'c' ? 60 : 1;
-         printer.write(text, 2, false);
-      }
-      EXPECT_EQ(folder.read(first) + "," + folder.read(second) + "," + folder.read(name), "a,bc,d");
-   }
-   printer.resetFile(nullptr);
-   EXPECT_TRUE(printer.isOpen());
-   printer.resetFile(folder.path("missing/x").c_str());
-   EXPECT_FALSE(printer.isOpen());
-}
-
-TEST(DtFilePrinter, StampsWholeLinesAndOverwritesWhatItCannotRename)
-{
-   TemporaryFolder const folder;
-   folder.write("run_1.log/x", "a directory in the way");
-   DtFilePrinter printer(folder.path("run.log").c_str());
-   printer.setLogRollingInterval(1);
-   printer.write("lost", 2, true);
-   printer.setPrintTimestamps(true);
-   theTime += 2;
-   printer.write("part", 2, false);
-   printer.write("line\n", 2, true);
-   std::string const stamp = std::string(std::asctime(std::localtime(&theTime)), 24);
-   EXPECT_EQ(folder.read("run.log"), "part[" + stamp + "] line\n");
+   theTime = 1000000000;
+   setenv("TZ", "UTC", 1);
+   typedef std::string const & Text;
+   std::map<std::string, std::function<std::string(Text)>> const steps = {
+      {"there is", [&](Text name) { return folder.write(name, "of an earlier run"), ""; }},
+      {"reset", [&](Text name) { return printer.resetFile(folder.path(name).c_str()), ""; }},
+      {"resetToNull", [&](Text) { return printer.resetFile(nullptr), ""; }},
+      {"isOpen", [&](Text) { return std::to_string(printer.isOpen()); }},
+      {"interval", [&](Text time) { return printer.setLogRollingInterval(unsigned(std::stoi(time))), ""; }},
+      {"stamps", [&](Text) { return printer.setPrintTimestamps(true), ""; }},
+      {"pass", [&](Text seconds) { return theTime += std::stoi(seconds), ""; }},
+      {"part", [&](Text text) { return printer.write(text, 2, false), ""; }},
+      {"line", [&](Text text) { return printer.write(text, 2, true), ""; }},
+      {"read", [&](Text name) { return folder.read(name); }}};
+   for (Fields const & row : tableOf("base/filePrinter.tsv"))
+      EXPECT_EQ(steps.at(row[0])(row[1]), row[2]) << row[1];
 }
 
 TEST(DtFilePrinter, GoesOnWhenThereIsRoomAgainAndIsNotInherited)

@@ -115,9 +115,7 @@ void addRow(Target & target, Fields const & row)
       {"variant", [&] { target.addVariantRecordDataType(new DtVariantRecordDatatypeType{text(1), text(2), text(3), {}, text(4), text(5)}); }},
    };
    // clang-format on
-   auto const adder = adders.find(row[0]);
-   ASSERT_NE(adder, adders.end()) << row[0];
-   adder->second();
+   adders.at(row[0])();
 }
 
 /// Fills a target from a file of rows; a test failure if it cannot be read.

@@ -30,6 +30,7 @@ TEST(DtClock, RefreshesTheApproximateTimeBySetSimTimeAndStartsAgainByInit)
       void setSimTime(double seconds) override { DtClock::setSimTime(noted = seconds); }
       double noted = -1.0;
    } clock;
+   CapturedStream const quiet;
    DtSleep(wait);
    EXPECT_LT(std::fabs(clock.approximateElapsedRealTime()), wellUnder);
    clock.setSimTime(500.0);
