@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/system/tslDynamicLibrary.h"
 
-#include "support/slots.h"
 #include "support/temporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -14,11 +13,6 @@ namespace
 
 TEST(DtDynamicLibrary, FindsWhatTheLibraryItselfDefines)
 {
-   struct Slots : DtDynamicLibrary
-   {
-      using DtDynamicLibrary::open;
-   };
-   EXPECT_TRUE(inSlotsFrom(2, &DtDynamicLibrary::procAddress, &Slots::open));
    std::unique_ptr<DtDynamicLibrary> const library(DtDynamicLibrary::create("libm.so.6", false));
    ASSERT_TRUE(library->isValid()) << library->error();
    // The second one is there, but in a library that this one needs.

@@ -2,86 +2,49 @@
 #include "tslutil/system/tslFilename.h"
 
 #include "support/capturedStream.h"
-#include "support/slots.h"
 #include "support/temporaryFolder.h"
+#include "support/tsv.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <string>
 #include <sys/stat.h>
-#include <tuple>
 
 namespace
 {
 
 typedef DtFilename F;
-typedef void (F::*InPlace)();
+typedef std::vector<DtString> Texts;
 
+// Accidents that callers know: the copying stripPath takes "/name" whole, so stripFilename leaves nothing of
+// it and stripExtension loses its root; "x:" is absolute, so its directory is not put back.
 TEST(DtFilename, IsSplitInPlaceAndAsACopy)
 {
-   EXPECT_TRUE(inSlotsFrom(slotOf(&DtString::section) + 1, &F::absolute, &F::relative, &F::append,
-                           &F::prepend, &F::extension, &F::setExtension, InPlace(&F::stripFilename),
-                           InPlace(&F::stripPath), InPlace(&F::stripExtension), &F::isWritable,
-                           &F::isReadable, &F::fileLength, &F::exists, &F::searchAlternatePath));
-   EXPECT_TRUE(inSlotsFrom(2, static_cast<F & (F::*)(DtString const &)>(&F::operator=),
-                           static_cast<F & (F::*)(char const *)>(&F::operator=)));
-   // Accidents that callers know: the static stripPath takes "/name" whole, so stripFilename leaves nothing
-   // of it and stripExtension loses its root; "x:" is absolute, so its directory is not put back. name,
-   // stripPath, static stripPath, stripFilename, stripExtension, extension, and setExtension("txt")
-   // clang-format off
-   char const * const rows[][7] = {
-      {"c.dat",         "c.dat",    "c.dat",    "",          "c",          "dat", "c.txt"},
-      {"c.tar.gz",      "c.tar.gz", "c.tar.gz", "",          "c.tar",      "gz",  "c.tar.txt"},
-      {"a.b/c",         "c",        "c",        "a.b/",      "a.b/c",      "",    "a.b/c.txt"},
-      {"/usr/lib/c.so", "c.so",     "c.so",     "/usr/lib/", "/usr/lib/c", "so",  "/usr/lib/c.txt"},
-      {"/x.y",          "x.y",      "/x.y",     "",          "x",          "y",   "x.txt"},
-      {"dir/",          "",         "",         "dir/",      "dir/",       "",    "dir/.txt"},
-      {"/",             "",         "/",        "",          "",           "",    ".txt"},
-      {"a\\b.c",        "a\\b.c",   "a\\b.c",   "",          "a\\b",       "c",   "a\\b.txt"},
-      {".rc",           ".rc",      ".rc",      "",          "",           "rc",  ".txt"},
-      {"d/x:.y",        "x:.y",     "x:.y",     "d/",        "x:",         "y",   "x:.txt"}};
-   // clang-format on
-   for (auto const & row : rows)
+   for (Fields const & row : tableOf("system/splits.tsv"))
    {
-      F const name(row[0]);
-      F path(name), file(name), bare(name), txt(name), dotTxt(name);
+      F const name(row[0].c_str());
+      F path(name), file(name), bare(name), txt(name), dotTxt(name), dot(name);
       path.stripPath(), file.stripFilename(), bare.stripExtension();
-      txt.setExtension("txt"), dotTxt.setExtension(".txt");
-      char const * const * wanted = row;
-      for (DtString const & part : {DtString(path), DtString(F::stripPath(name)), DtString(file),
-                                    DtString(bare), name.extension(), DtString(txt)})
-         EXPECT_EQ(part, *++wanted) << name;
+      txt.setExtension("txt"), dotTxt.setExtension(".txt"), dot.setExtension("");
+      EXPECT_EQ(Texts(row.begin(), row.end()),
+                (Texts{name, path, F::stripPath(name), file, bare, name.extension(), txt, dot}));
       EXPECT_TRUE(F::stripFilename(name) == file && F::stripExtension(name) == bare && dotTxt == txt) << name;
    }
-   F cleared("c.dat");
-   cleared.setExtension("");
-   EXPECT_EQ(cleared, "c.");
 }
 
 TEST(DtFilename, IsJoined)
 {
-   // first, second; append, prepend, combine; whether the first is absolute
-   // clang-format off
-   std::pair<std::array<char const *, 5>, bool> const rows[] = {
-      {{"a", "b", "a/b", "b/a", "a/b"}, false}, {{"a/", "b", "a/b", "b/a/", "a//b"}, false},
-      {{"", "b", "b", "b/", "b"}, false}, {{"a", "", "a/", "a", "a/"}, false},
-      {{"a", "/b", "/b", "/b/a", "/b"}, false}, {{"/a", "b", "/a/b", "/a", "/a/b"}, true},
-      {{"C:x", "b", "C:x/b", "C:x", "C:x/b"}, true}, {{"a", "C:b", "C:b", "C:b/a", "C:b"}, false},
-      {{"a\\", "\\b", "a\\/\\b", "\\b/a\\", "a\\/\\b"}, false}};
-   // clang-format on
-   for (auto const & [names, absolute] : rows)
+   for (Fields const & row : tableOf("system/joins.tsv"))
    {
-      F const first(names[0]), second(names[1]);
+      F const first(row[0].c_str()), second(row[1].c_str());
       F appended(first), prepended(first);
       appended.append(second), prepended.prepend(second);
-      EXPECT_EQ(std::tuple(appended, prepended, F::combine(first, second)),
-                std::tuple(F(names[2]), F(names[3]), F(names[4])));
-      EXPECT_TRUE(first.absolute() == absolute && first.relative() != absolute) << first;
+      EXPECT_EQ(Texts(row.begin(), row.end()),
+                (Texts{first, second, appended, prepended, F::combine(first, second),
+                       first.absolute() && !first.relative() ? "absolute" : "relative"}));
    }
    F name("d:e");
    name = static_cast<char const *>(nullptr);
-   EXPECT_TRUE(name == F::nullFilename() && !name.absolute());
+   EXPECT_TRUE(name == F::nullFilename() && !name.absolute() && name.relative());
 }
 
 /// Says itself whether it exists.

@@ -4,15 +4,13 @@
 #include "support/capturedStream.h"
 #include "support/childProcess.h"
 #include "support/pseudoTerminal.h"
-#include "support/temporaryFolder.h"
+#include "support/tsv.h"
 #include "support/watchdog.h"
+#include "system/workFolder.h"
 
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,18 +19,17 @@ namespace
 {
 
 /// Starts a program and waits for its end, its status; -1 if it does not start.
-int runProgram(std::string const & program, std::vector<std::string> words,
-               std::string const & directory = "", DtProcessInteractivity_enum how = DtProcessHidden)
+int runProgram(std::string const & program, Fields words, std::string const & directory = "",
+               DtProcessInteractivity_enum how = DtProcessHidden)
 {
    std::vector<char *> arguments;
    for (std::string & word : words)
       arguments.push_back(word.data());
    int status = -1;
    std::pair<void *, void *> handles(&status, nullptr);
-   bool const isStarted = DtCreateProcessAndReturnHandles(program.c_str(), arguments, how, handles,
-                                                          DtFilename(directory.c_str()));
-   EXPECT_EQ(handles.first, handles.second);
-   EXPECT_EQ(isStarted, handles.first != nullptr);
+   bool const isStarted =
+      DtCreateProcessAndReturnHandles(program.c_str(), arguments, how, handles, directory.c_str());
+   EXPECT_TRUE(handles.first == handles.second && isStarted == (handles.first != nullptr));
    if (isStarted)
       waitpid(static_cast<pid_t>(reinterpret_cast<std::intptr_t>(handles.first)), &status, 0);
    return status;
@@ -45,43 +42,23 @@ void writeScript(TemporaryFolder const & folder, std::string const & name, std::
 
 TEST(DtCreateProcess, SplitsTheCommandLineByBlanksAndQuotes)
 {
-   TemporaryFolder const folder;
-   std::string const out = folder.path("out"), path = folder.path("a b"), shorter = folder.path("a");
-   std::string const script =
-      "for word in \"$0\" \"$@\"; do printf '%s|' \"$word\"; done >" + out + "; pwd >>" + out;
-   std::string const here = std::filesystem::current_path().string() + "\n";
-   struct
+   WorkFolder const folder;
+   std::string const here = folder.path();
+   setenv("PATH", (here + ":" + folder.pathBefore).c_str(), 1);
+   for (Fields const & row : tableOf("system/commandLines.tsv"))
    {
-      std::string program;
-      std::vector<std::string> arguments;
-      std::string directory, got, written; ///< the last a script that is there from now on
-   } const rows[] = {
-      {path,
-       {"1", "2  3", "\"4  5\"6", "7\\8", "\\\"9\\\\\"0 \""},
-       "",
-       path + "|1|2|3|4  56|7\\8|\"9\\0 |" + here,
-       "a b"},
-      {"\"" + path + "\"1", {}, folder.path(), path + "1|" + folder.path() + "\n", "a b1"},
-      {"\"" + path + "\" 1", {"\"\""}, "", path + "|1||" + here, "a b"},
-      {path, {}, "", shorter + "|b|" + here, "a"},
-      {"a b", {"c"}, "/", shorter + "|b|c|/\n", "a b"},
-   };
-   std::string const savedPath = std::getenv("PATH");
-   setenv("PATH", (folder.path() + ":" + savedPath).c_str(), 1);
-   for (auto const & row : rows)
-   {
-      writeScript(folder, row.written, script);
-      std::filesystem::remove(out);
-      EXPECT_EQ(runProgram(row.program, row.arguments, row.directory), 0) << row.program;
-      EXPECT_EQ(folder.read("out"), row.got);
+      writeScript(folder, row[0],
+                  "{ printf '%s|' \"${0#" + here + "}\" \"$@\"; printf %s \"${PWD#" + here + "}\"; } >" +
+                     here + "/out");
+      folder.write("out", "");
+      EXPECT_EQ(runProgram(row[1], Fields(row.begin() + 4, row.end()), row[2]), 0) << row[1];
+      EXPECT_EQ(folder.read("out"), row[3]);
    }
-   setenv("PATH", savedPath.c_str(), 1);
-   EXPECT_EQ(runProgram(folder.path("none"), {}), -1);
-   EXPECT_EQ(runProgram("", {}), -1);
-   EXPECT_EQ(runProgram(path, {}, folder.path("none")), -1);
+   for (auto const & [program, directory] : {std::pair("./none", ""), {"", ""}, {"./a", "none"}})
+      EXPECT_EQ(runProgram(program, {}, directory), -1) << program;
    CapturedStream info;
    DtNotifyLevel = 2;
-   EXPECT_FALSE(DtCreateProcess(out.c_str(), {nullptr}, DtProcessShown));
+   EXPECT_FALSE(DtCreateProcess("./none", {nullptr}, DtProcessShown));
    EXPECT_EQ(info.textAt(2), "Create Process Failed with error (2)\n");
 }
 
@@ -166,17 +143,11 @@ TEST(DtProcess, HelpsAMainFunction)
    EXPECT_STREQ(DtOperatingSystem(), "Linux");
    EXPECT_STRNE(DtCompiler(), "");
 
-   std::tuple<double, int, char const *> const degrees[] = {{12.5, 2, "12:30:00.00"},
-                                                            {12.5, 0, "12:30:00"},
-                                                            {-0.5, 1, "0:30:00.0"},
-                                                            {-12.26, 1, "-12:15:36.0"},
-                                                            {1e10, 0, "2147483647:2147483647:"},
-                                                            {std::nan(""), 0, "0:00:nan"}};
-   for (auto const & [number, decimals, text] : degrees)
+   for (Fields const & row : tableOf("system/degrees.tsv"))
    {
       char buffer[512];
-      EXPECT_EQ(DtDeg2DmsString(number, buffer, decimals), buffer);
-      EXPECT_EQ(std::string(buffer).rfind(text, 0), 0u) << buffer;
+      EXPECT_EQ(DtDeg2DmsString(std::stod(row[0]), buffer, std::stoi(row[1])), buffer);
+      EXPECT_EQ(std::string(buffer).rfind(row[2], 0), 0u) << buffer;
    }
    EXPECT_STREQ(DtDeg2DmsString(12.5), "12:30:00.0");
    EXPECT_EQ(DtDeg2DmsString(1e308), DtDeg2DmsString(-1e308));
