@@ -1,30 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "support/allocations.h"
 
-#include <atomic>
+thread_local std::size_t AllocationCount::byThisThread = 0;
+std::atomic<std::size_t> AllocationCount::byAllThreads{0};
 
-namespace
+static void countOne()
 {
-
-thread_local std::size_t byThisThread = 0;
-std::atomic<std::size_t> byAllThreads{0};
-
-void countOne()
-{
-   ++byThisThread;
-   byAllThreads.fetch_add(1, std::memory_order_relaxed);
-}
-
-} // namespace
-
-std::size_t allocationsOfThisThread()
-{
-   return byThisThread;
-}
-
-std::size_t allocationsOfAllThreads()
-{
-   return byAllThreads;
+   ++AllocationCount::byThisThread;
+   AllocationCount::byAllThreads.fetch_add(1, std::memory_order_relaxed);
 }
 
 extern "C"

@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
-/// How many blocks the calling thread has taken so far from malloc, on which operator new stands, the
-/// library's calls included.
-std::size_t allocationsOfThisThread();
-
-/// The same for all threads together.
-std::size_t allocationsOfAllThreads();
-
-/// Counts allocations from its construction on. Several may count at the same time, on any thread.
+/// Counts, from its construction on, the blocks that are taken from malloc, on which operator new stands, the
+/// library's calls included. Several may count at the same time, on any thread.
 struct AllocationCount
 {
    /// By the calling thread, which must be the one that made this object.
-   std::size_t here() const { return allocationsOfThisThread() - hereBefore; }
-   std::size_t anywhere() const { return allocationsOfAllThreads() - anywhereBefore; }
-   std::size_t hereBefore = allocationsOfThisThread(), anywhereBefore = allocationsOfAllThreads();
+   std::size_t here() const { return byThisThread - hereBefore; }
+   std::size_t anywhere() const { return byAllThreads - anywhereBefore; }
+   static thread_local std::size_t byThisThread;
+   static std::atomic<std::size_t> byAllThreads;
+   std::size_t hereBefore = byThisThread, anywhereBefore = byAllThreads;
 };
+
+/// All that the calling thread has taken so far.
+inline std::size_t allocationsOfThisThread()
+{
+   return AllocationCount::byThisThread;
+}

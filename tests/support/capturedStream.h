@@ -39,8 +39,7 @@ public:
    std::string textAt(int level) const
    {
       std::lock_guard<std::mutex> const guard(myMutex);
-      auto const place = myTexts.find(level);
-      return place != myTexts.end() ? place->second : "";
+      return myTexts[level];
    }
 
    /// Forgets what was printed.
@@ -53,6 +52,6 @@ public:
 private:
    static constexpr int theAll = -1000;
    mutable std::mutex myMutex;
-   std::map<int, std::string> myTexts;
+   mutable std::map<int, std::string> myTexts;
    int mySavedLevel;
 };

@@ -11,8 +11,7 @@ struct HostTable
 {
    HostTable() { current = this; }
    ~HostTable() { current = nullptr; }
-   HostTable(HostTable const &) = delete;
-   HostTable & operator=(HostTable const &) = delete;
+   HostTable(HostTable &&) = delete;
 
    /// The literal addresses of each host, in the order of the answer; "" stands for an entry of no known
    /// family.

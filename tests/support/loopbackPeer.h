@@ -18,8 +18,7 @@ public:
    /// chooses.
    explicit LoopbackPeer(std::string const & address = "127.0.0.1", unsigned short port = 0);
    ~LoopbackPeer();
-   LoopbackPeer(LoopbackPeer const &) = delete;
-   LoopbackPeer & operator=(LoopbackPeer const &) = delete;
+   LoopbackPeer(LoopbackPeer &&) = delete;
 
    unsigned short port() const;
 

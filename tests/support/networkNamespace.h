@@ -26,8 +26,7 @@ public:
    /// The calling thread stays where it is. Throws std::runtime_error if there can be none.
    NetworkNamespace();
    ~NetworkNamespace();
-   NetworkNamespace(NetworkNamespace const &) = delete;
-   NetworkNamespace & operator=(NetworkNamespace const &) = delete;
+   NetworkNamespace(NetworkNamespace &&) = delete;
 
    /// Runs `commands`, one a line as they stand behind `ip`, in here. The first that fails fails the test;
    /// false then.
@@ -51,8 +50,7 @@ public:
    public:
       explicit Inside(NetworkNamespace const & where);
       ~Inside();
-      Inside(Inside const &) = delete;
-      Inside & operator=(Inside const &) = delete;
+      Inside(Inside &&) = delete;
 
    private:
       int before;

@@ -13,8 +13,7 @@ public:
    /// Throws std::runtime_error if none can be made.
    TemporaryFolder();
    ~TemporaryFolder();
-   TemporaryFolder(TemporaryFolder const &) = delete;
-   TemporaryFolder & operator=(TemporaryFolder const &) = delete;
+   TemporaryFolder(TemporaryFolder &&) = delete;
 
    /// The absolute path, without a trailing separator.
    std::string const & path() const { return myPath; }

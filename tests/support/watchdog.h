@@ -13,8 +13,7 @@ struct Watchdog
 {
    explicit Watchdog(double seconds = 60.0) : outer(alarm(static_cast<unsigned>(seconds))) {}
    ~Watchdog() { alarm(outer); }
-   Watchdog(Watchdog const &) = delete;
-   Watchdog & operator=(Watchdog const &) = delete;
+   Watchdog(Watchdog &&) = delete;
    unsigned const outer; ///< what was left to a watchdog around this one
 };
 

@@ -5,7 +5,7 @@
 #include "support/skip.h"
 #include "tslutil/base/tslException.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <csignal>
@@ -33,18 +33,9 @@ std::string const theProcess = std::to_string(getpid());
 DtString const theName(("test/" + theProcess + "%").c_str());
 std::string const theFile = "/dev/shm/tslutil.test%2F" + theProcess + "%25";
 
-/// The message of what `join` throws.
-std::string thrownBy(std::function<void()> const & join)
+auto throwsText(std::string const & text)
 {
-   try
-   {
-      join();
-   }
-   catch (DtException const & exception)
-   {
-      return exception.message();
-   }
-   return "nothing";
+   return testing::Throws<DtException>(testing::Property(&DtException::message, testing::StrEq(text)));
 }
 
 template<class Pool>
@@ -68,15 +59,14 @@ TEST(DtSharedMemoryPool, EndsWithTheLastProcessHoweverItEnds)
    };
    auto const next = []
    {
-      std::string const missing = thrownBy([] { Client{theName}; });
+      EXPECT_THAT([] { Client{theName}; }, throwsText(theMissing));
       static Manager const & manager = *new Manager(theName, 100000);
       static Client const & client = *new Client(theName);
+      EXPECT_EQ(std::string(at(manager), 100000), std::string(100000, '\0'));
+      EXPECT_NE(client.address(), manager.address());
       // A child with everything inherited ends, and takes nothing away.
-      return missing != theMissing                                           ? 1
-             : std::string(at(manager), 100000) != std::string(100000, '\0') ? 2
-             : client.address() == manager.address()                         ? 3
-             : ended(startChild([] { return 3; })) != 3 || !exists(theFile)  ? 4
-                                                                             : 0;
+      EXPECT_TRUE(ended(startChild([] { return 3; })) == 3 && exists(theFile));
+      return testing::Test::HasFailure() ? 1 : 0;
    };
    for (int i = 0; i < 100; ++i)
    {
@@ -114,7 +104,7 @@ TEST(DtSharedMemoryPool, IsWholeForAllWhoComeAndGoAtOnce)
 }
 
 /// Leaves this process room for so much more of a resource; 0 lifts the limit.
-void limit(__rlimit_resource what, rlim_t more)
+bool limit(__rlimit_resource what, rlim_t more)
 {
    rlim_t used = 0;
    std::ifstream("/proc/self/statm") >> used;
@@ -122,7 +112,7 @@ void limit(__rlimit_resource what, rlim_t more)
    rlimit limits = {};
    getrlimit(what, &limits);
    limits.rlim_cur = more == 0 ? limits.rlim_max : std::min(used + more, limits.rlim_max);
-   setrlimit(what, &limits);
+   return setrlimit(what, &limits) == 0;
 }
 
 TEST(DtSharedMemoryPool, TellsWhatFailedByItsNumberAndLeavesNothing)
@@ -132,42 +122,38 @@ TEST(DtSharedMemoryPool, TellsWhatFailedByItsNumberAndLeavesNothing)
    {
       DtString name;
       unsigned long size;
-      __rlimit_resource limited;
-      rlim_t more;
+      std::function<bool()> shorten;
       std::string text;
-   } const rows[] = {{theName, 0, RLIMIT_AS, 0, " create has error with CreateFileMapping: 22"},
-                     {tooLong, 1, RLIMIT_AS, 0, " create has error with CreateFileMapping: 36"},
-                     {theName, 1, RLIMIT_NOFILE, 1, " create has error with CreateFileMapping: 24"},
-                     {theName, 1, RLIMIT_NOFILE, 2, " has error with OpenFileMapping: 24"},
-                     {theName, 1 << 28, RLIMIT_AS, 1 << 26, "  has error with MapViewOfFile: 12"}};
+   } const rows[] = {
+      {theName, 0, [] { return true; }, " create has error with CreateFileMapping: 22"},
+      {tooLong, 1, [] { return true; }, " create has error with CreateFileMapping: 36"},
+      {theName, 1, [] { return limit(RLIMIT_NOFILE, 1); }, " create has error with CreateFileMapping: 24"},
+      {theName, 1, [] { return limit(RLIMIT_NOFILE, 2); }, " has error with OpenFileMapping: 24"},
+      {theName, 1 << 28, [] { return limit(RLIMIT_AS, 1 << 26); }, "  has error with MapViewOfFile: 12"},
+      {theName, 1 << 21, [] { return takeOwnSharedMemory("1m"); },
+       " create has error with CreateFileMapping: 28"}};
+   int result = 0;
    for (auto const & row : rows)
    {
       auto const create = [&]
       {
          // A sanitizer's first look at a class takes descriptors.
-         thrownBy([] { Manager(theName + "warm", 1), Manager(theName, 0); });
-         limit(row.limited, row.more);
-         std::string const text = thrownBy([&] { Manager(row.name, row.size); });
-         limit(row.limited, 0);
-         EXPECT_EQ(text, "DtSharedMemoryPoolManager()" + row.text);
+         Manager(theName + "warm", 1);
+         EXPECT_ANY_THROW(Manager(theName, 0));
+         auto const throws = throwsText("DtSharedMemoryPoolManager()" + row.text);
+         if (!row.shorten())
+            return theUnable;
+         EXPECT_THAT([&] { Manager(row.name, row.size); }, throws);
+         limit(RLIMIT_NOFILE, 0), limit(RLIMIT_AS, 0);
+         EXPECT_FALSE(exists(theFile));
+         std::memset(Manager(theName, 1 << 20).address(), 1, 1 << 20);
          return testing::Test::HasFailure() ? 1 : 0;
       };
-      EXPECT_EQ(ended(startChild(create)), 0);
+      result = ended(startChild(create));
+      EXPECT_TRUE(result == 0 || result == theUnable) << row.text;
       EXPECT_FALSE(exists(theFile));
    }
-   auto const create = []
-   {
-      if (!takeOwnSharedMemory("1m"))
-         return theUnable;
-      EXPECT_EQ(thrownBy([] { Manager(theName, 1 << 21); }),
-                "DtSharedMemoryPoolManager() create has error with CreateFileMapping: 28");
-      EXPECT_FALSE(exists(theFile));
-      std::memset(Manager(theName, 1 << 20).address(), 1, 1 << 20);
-      return testing::Test::HasFailure() ? 1 : 0;
-   };
-   int const result = ended(startChild(create));
    SKIP_BECAUSE(result == theUnable ? "needs mounts of its own" : "");
-   EXPECT_EQ(result, 0);
 }
 
 TEST(DtSharedMemoryPool, IsSharedUnderItsNameAndOutlivesItsManager)
@@ -190,7 +176,7 @@ TEST(DtSharedMemoryPool, IsSharedUnderItsNameAndOutlivesItsManager)
    for (int i = 0; i < 50; ++i)
       Manager(name, 1);
    EXPECT_EQ(openFiles(), before);
-   EXPECT_EQ(thrownBy([] { Client{theName + "other"}; }), theMissing);
+   EXPECT_THAT([] { Client{theName + "other"}; }, throwsText(theMissing));
    auto const other = [&]
    {
       std::strcpy(at(Client(name)), "from another process");
