@@ -4,6 +4,7 @@
 #include "tslutil/dis/tslDisSocket.h"
 
 #include "support/loopbackPeer.h"
+#include "support/pduText.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -24,12 +25,16 @@ inline DtInetEndpoint udpEndpoint(char const * address, unsigned short port)
    return DtInetEndpoint(DtInetAddr(address, "255.255.255.0"), port, DtInetProtoUdp);
 }
 
-/// A PDU of a size, version, kind and status byte, filled with `mark`.
-inline std::string pdu(std::size_t size, int version, int kind = 1, int status = 0, char mark = 'p')
+inline int sendFlat(DtInetSocket & socket, std::string bytes, DtInetEndpoint to)
 {
-   std::string const head{char(version),   1,          char(kind),   1, 0, 0, 0, 0,
-                          char(size >> 8), char(size), char(status), 0};
-   return (head + std::string(size, mark)).substr(0, size);
+   return socket.sendTo(bytes.data(), bytes.size(), to);
+}
+
+inline int sendInChain(DtInetSocket & socket, std::string const & text, DtInetEndpoint to)
+{
+   std::vector<char> bytes(text.begin(), text.end());
+   DtInetSockChain chain{&bytes};
+   return socket.sendChainTo(chain, to);
 }
 
 /// The bytes that a receive call hands over; fails if it touches more of the caller's memory.
@@ -48,14 +53,6 @@ struct Received
    std::string bytes;
    DtInetEndpoint from;
 };
-
-inline void expectError(DtInetSocket & socket, int code, DtString const & text,
-                        DtInetSockState state = DtInetSockError)
-{
-   EXPECT_EQ(socket.getLastError(), code) << text;
-   EXPECT_EQ(socket.getLastErrorString(), text);
-   EXPECT_EQ(socket.state(), state) << text;
-}
 
 /// The text of a file of recorded traffic; fails if it isn't there.
 inline std::string recorded(std::string const & name)

@@ -3,9 +3,7 @@
 
 #include "disKit.h"
 #include "support/allocations.h"
-#include "support/hostTable.h"
 #include "support/sha256.h"
-#include "support/slots.h"
 
 namespace
 {
@@ -16,12 +14,8 @@ using nlohmann::json;
 class Bundler : public DtDisSocket
 {
 public:
-   using DtDisSocket::advanceToOffset;
-   using DtDisSocket::disSendSocket;
    using DtDisSocket::DtDisSocket;
    using DtDisSocket::flushBundle;
-   using DtDisSocket::getCoupledAttributePduSize;
-   using DtDisSocket::getPduSize;
 
    int sendChainTo(DtInetSockChain & chain, DtInetEndpoint & to, unsigned long flags) override
    {
@@ -35,16 +29,15 @@ public:
       return answer > -2 ? answer : DtDisSocket::sendChainTo(chain, to, flags);
    }
 
-   int sendPdu(std::size_t size, unsigned short port)
+   unsigned long sendBundleByteAlignment() override
    {
-      std::string bytes = pdu(size, 7);
-      DtInetEndpoint to = udpEndpoint("127.0.0.1", port);
-      return sendTo(bytes.data(), size, to);
+      told += "'";
+      return DtDisSocket::sendBundleByteAlignment();
    }
 
    /// Runs a script of steps: "30>2" sends 30 bytes to port 2, "a30" has sends answer 30, "m64" sets
-   /// bundling, "f2" flushes the bundle for port 2, "F" all. Answers what was sent and, but for good sends,
-   /// each result.
+   /// bundling, "f2" flushes the bundle for port 2, "F" all. Answers what was sent, each result but for good
+   /// sends, and "'" each time that the alignment is asked for.
    std::string run(std::string const & script)
    {
       told.clear();
@@ -52,50 +45,23 @@ public:
       for (std::string step; steps >> step;)
       {
          int const number = std::atoi(step.c_str() + (std::isalpha(step[0]) != 0 ? 1 : 0));
-         DtInetEndpoint to = udpEndpoint("127.0.0.1", static_cast<unsigned short>(number));
+         DtInetEndpoint to = udpEndpoint("127.0.0.1", static_cast<unsigned short>(step.back() - '0'));
          if (step[0] == 'a')
             answer = number;
          else if (step[0] == 'm')
             setBundling(number, 9, 9, true);
          else if (step[0] == 'f' || step[0] == 'F')
             told += " =" + std::to_string(step[0] == 'f' ? flushBundle(to) : flush());
-         else if (sendPdu(static_cast<std::size_t>(number), step.back() == '2' ? 2 : 3) != number)
+         else if (sendFlat(*this, pdu(static_cast<std::size_t>(number), 7), to) != number)
             told += " failed";
       }
       return told;
-   }
-
-   void loseDestination()
-   {
-      DtString name("unknown");
-      myDestination.hostLookup(name, 0, DtInetUtils::DtInetFamilyIpv4);
    }
 
    int answer = -2;
    std::string told;
    std::vector<std::size_t> chainSizes;
 };
-
-TEST(DtDisSocket, SlotOrder)
-{
-   typedef DtDisSocket Dis;
-   typedef int (Dis::*Callback)(int, DtInetSockChain &, DtInetEndpoint &, int *);
-   typedef int (Dis::*SendCallback)(int, DtInetSockChain &, DtInetEndpoint &, void *);
-   typedef bool (Dis::*ByEnd)(DtInetEndpoint const &, DtInetDevice *);
-   typedef bool (Dis::*ByAddr)(DtInetAddr const &, DtInetDevice *);
-   typedef DtInetSockFlushStatus (Dis::*FlushOne)(DtInetEndpoint &);
-   EXPECT_TRUE(inSlotsFrom(
-      slotOf(&DtInetUdpSocket::secondUdpSocket) + 1, &Dis::addDestination, &Dis::removeDestination,
-      ByEnd(&Dis::sendSockJoinMulticastGroup), ByAddr(&Dis::sendSockJoinMulticastGroup),
-      ByEnd(&Dis::sendSockDropMulticastGroup), ByAddr(&Dis::sendSockDropMulticastGroup), &Dis::setBundling,
-      &Dis::setMaxBundleSize, &Dis::getMaxBundleSize, &Dis::isBundling, &Dis::setMinPacketSize,
-      &Dis::minPacketSize, &Dis::setBundleByteAlignment, &Dis::sendBundleByteAlignment,
-      &Dis::receiveBundleByteAlignment, &Dis::exerciseId, &Dis::protocolVersion, &Dis::pduKind, &Dis::ipAddr,
-      &Dis::localSenderEndpoint, &Dis::flush, SendCallback(&Dis::addToBundle), Callback(&Dis::unbundle),
-      Callback(&Dis::getNextBundle), FlushOne(&Dis::flushBundle), Callback(&Dis::suppressSelfReflect),
-      Callback(&Dis::filterExercisePdus), Callback(&Dis::minSizeFilter), &Bundler::disSendSocket,
-      &Bundler::getPduSize, &Bundler::getCoupledAttributePduSize, &Bundler::advanceToOffset));
-}
 
 /// Expects that a recording leaves a socket in the datagrams, each with its size and digest, that belong to a
 /// limit and an alignment.
@@ -143,15 +109,16 @@ TEST(DtDisSocketBundle, RecordingsAreBundledByLimitAndAlignment)
 TEST(DtDisSocketBundle, FillsUpAndLeavesForEachDestination)
 {
    Bundler dis(udpEndpoint("127.0.0.1", 1), 0, nullptr, DtInetSockFlagsDefault, false);
-   for (auto const & [script, told] : std::vector<std::pair<char const *, char const *>>{
-           {"a0 F f2 m100 30>3 40>3 100>2", " =1 =1"},
-           {"30>3", " 3: 30+2 40 failed"}, // 72 and 30 are too many, and they can't leave
+   // clang-format off
+   for (auto const & [script, told] : {
+           std::pair("a0 F f2 m100 30>3 40>3 100>2", " =1 =1'''"),
+           {"30>3", "' 3: 30+2 40 failed"}, // 72 and 30 are too many, and they can't leave
            {"F f3", " 2: 100 =0 3: 30+2 40 =0"},
            {"a71 F f3", " 2: 100 =-1 3: 30+2 40 =-1"}, // the first that fails stops the flush and stays
-           {"a72 30>3 F", " 3: 30+2 40 2: 100 =-1"},
-           {"a100 f2 f2 m0 30>3 a30 F F",
-            " 2: 100 =1 =1 failed 3: 30 =1 =1"}, // a bundle outlives the bundling
-           {"m64 24>3 a24 65>3 a65 65>3", " 3: 24 3: 65 failed 3: 65"}})
+           {"a72 30>3 F", "' 3: 30+2 40 2: 100 =-1"},
+           {"a100 f2 f2 m0 30>3 a30 F F", " 2: 100 =1 =1 failed 3: 30 =1 =1"}, // a bundle outlives the bundling
+           {"m64 24>3 a24 65>3 a65 65>3", "'' 3: 24 3: 65 failed' 3: 65"}})
+      // clang-format on
       EXPECT_EQ(dis.run(script), told) << script;
    EXPECT_EQ(dis.getMaxBundleSize(), 64);
    // A PDU that a bundle has swallowed counts, and one that failed doesn't.
@@ -177,46 +144,6 @@ TEST(DtDisSocketBundle, BelongsToAnAddressWhateverTheProtocol)
    EXPECT_EQ(Bundler::flushBundle(&dis, 7, chain, two, nullptr), -1);
 }
 
-TEST(DtDisSocketBundle, CallbackOfASendMaySendAndFlush)
-{
-   LoopbackPeer peer;
-   Bundler dis(udpEndpoint("127.0.0.1", peer.port()), unusedPort());
-   dis.setBundling(100, 0, 0, false);
-   int countdown = 2;
-   DtInetSocketProcessingCb const sendMore = [](auto * socket, int, auto &, auto & to, void * left)
-   {
-      if (--*static_cast<int *>(left) == 0 && static_cast<Bundler *>(socket)->sendPdu(20, to.port()) == 20)
-         static_cast<Bundler *>(socket)->flush();
-      return 0;
-   };
-   dis.addProcessingCallback(DtInetSockPostSend, sendMore, &countdown, 1);
-   dis.sendPdu(30, peer.port());
-   EXPECT_EQ(dis.flush(), 1);
-   EXPECT_EQ(peer.receive()->size(), 30u);
-   EXPECT_EQ(peer.receive()->size(), 20u);
-   EXPECT_FALSE(peer.receive(0)) << "each went out once";
-}
-
-TEST(DtDisSocketBundle, MoreThan64BuffersAreCutAndKept)
-{
-   DtInetDevice loopback(DtString("lo"));
-   for (bool const suppresses : {false, true})
-   {
-      LoopbackPeer peer;
-      Bundler dis(udpEndpoint("127.0.0.1", peer.port()), unusedPort(), &loopback, DtInetSockFlagsDefault,
-                  true, suppresses);
-      dis.setBundling(1400, 0, 0, false);
-      for (int i = 0; i < 35; ++i)
-         dis.sendPdu(30, peer.port());
-      for (int i = 0; i < 2; ++i)
-      {
-         EXPECT_EQ(dis.flush(), -1);
-         EXPECT_EQ(peer.receive()->size(), 32u * 32u) << "32 PDUs and 32 fills";
-      }
-      EXPECT_TRUE(dis.closeSocket()) << "also with a bundle that can't leave";
-   }
-}
-
 TEST(DtDisSocketBundle, TakesNoMemoryOnceItHasSettled)
 {
    LoopbackPeer peer;
@@ -232,51 +159,6 @@ TEST(DtDisSocketBundle, TakesNoMemoryOnceItHasSettled)
    EXPECT_EQ(peer.receive()->size(), 152u * 9 - 5);
    EXPECT_EQ(dis.totalPacketsSent(), 60u + 6) << "each PDU, and each bundle again";
    EXPECT_EQ(dis.totalBytesSent(), 60u * 147 + 6 * (152 * 9 - 5));
-   int calls = 0;
-   DtInetSocketProcessingCb const countCall = [](auto *, int, auto &, auto &, void * count)
-   { return ++*static_cast<int *>(count), 0; };
-   dis.addProcessingCallback(DtInetSockPostSend, countCall, &calls, 1);
-   EXPECT_EQ(dis.send(bytes.data(), bytes.size()), 147);
-   EXPECT_EQ(calls, 1) << "also for a PDU that joins a bundle";
-   dis.removeProcessingCallback(DtInetSockPostSend, countCall);
-   EXPECT_EQ(dis.send(bytes.data(), 0), 0);
-   EXPECT_EQ(dis.flush(), 1);
-   std::size_t last = 0;
-   while (auto const datagram = peer.receive(0))
-      last = datagram->size();
-   EXPECT_EQ(last, 152u * 7 - 5) << "nothing to send adds nothing to a bundle";
-}
-
-TEST(DtDisSocketSend, GoesToAllDestinations)
-{
-   LoopbackPeer first, second;
-   Bundler dis(udpEndpoint("127.0.0.1", first.port()), unusedPort());
-   HostTable hosts;
-   DtString name("unknown");
-   DtInetEndpoint const seconds(DtInetAddr("127.0.0.1"), second.port()), seven(name, 7), eight(name, 8);
-   EXPECT_FALSE(dis.addDestination(udpEndpoint("::1", 9)));
-   for (DtInetEndpoint const & to : {seconds, seven, eight, seconds})
-      EXPECT_TRUE(dis.addDestination(to));
-   std::string bytes = "both";
-   std::vector<char> part(bytes.begin(), bytes.end());
-   DtInetSockChain chain{&part};
-   for (bool const isFlat : {true, false})
-   {
-      EXPECT_EQ(isFlat ? dis.send(bytes.data(), 4) : dis.sendChain(chain), 4) << "the last one is good";
-      for (LoopbackPeer * peer : {&first, &second})
-         EXPECT_EQ(peer->receive().value_or(""), bytes);
-      expectError(dis, 109,
-                  DtString(isFlat ? "DtDisSocket::send(): " : "DtDisSocket::sendChain(): ") +
-                     "Error - additional destination is invalid: 0.0.0.0:7, 0.0.0.0:8");
-   }
-   dis.removeDestination(seconds);
-   EXPECT_EQ(dis.send(bytes.data(), 4), -1);
-   dis.addDestination(seconds);
-   dis.loseDestination();
-   EXPECT_EQ(dis.send(bytes.data(), 4), -1);
-   expectError(dis, 109,
-               "DtDisSocket::send(): Error - no default destination set: " + dis.destination().toDtString());
-   EXPECT_FALSE(second.receive(0));
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/dis/tslPduFilterTest.h"
 
-#include "support/slots.h"
-
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -10,21 +8,6 @@
 
 namespace
 {
-
-class ReachedTest : public DtPduFilterTest
-{
-public:
-   using DtPduFilterTest::clearList;
-};
-
-TEST(DtPduFilterTest, SlotOrder)
-{
-   typedef DtPduFilterTest Filter;
-   typedef void (Filter::*ByList)(int, unsigned long *);
-   EXPECT_EQ(slotOf<void (Filter::*)(DtPduTestOperator, int, unsigned long *)>(&Filter::setTest), 2u);
-   EXPECT_TRUE(inSlotsFrom(3, ByList(&Filter::extendTest), ByList(&Filter::reduceTest), &Filter::setOperator,
-                           &Filter::evalTest, &ReachedTest::clearList));
-}
 
 /// Which of the bytes 0 to 9 pass after some steps: "s1" sets the operator, "+6" and "-6" extend and reduce
 /// by a value, "d" disables, "c" goes on with a copy.
