@@ -231,11 +231,12 @@ private:
    }
 
    IoService & myService;
+   DtMutex mutable myBoostState;
+   // What every call needs stands together, at the end: a derived class may add to it.
    Protocol myProtocol;
    platform::SocketHandle myHandle;
    std::atomic<bool> myNonBlocking;
    std::unique_ptr<BoostSocket> myBoostSocket;
-   DtMutex mutable myBoostState;
 };
 
 } // namespace tsl

@@ -2,7 +2,6 @@
 #include "tslutil/inet/streamSocket.h"
 
 #include "tslutil/inet/errorNumbers.h"
-#include "tslutil/platform/stream.h"
 
 #include <boost/asio/ip/v6_only.hpp>
 
@@ -125,17 +124,8 @@ int StreamSocket::connect(DtInetEndpoint const & peer)
    return error;
 }
 
-Transfer StreamSocket::send(void const * data, std::size_t size)
+Transfer StreamSocket::sendRest(void const * data, std::size_t size, Transfer const & sent)
 {
-   // As Boost has it, no bytes are no operation.
-   if (size == 0 && !isConnecting)
-      return {0, 0};
-   Transfer const sent = platform::sendStream(handle(), data, size);
-   if (sent.error == 0 && static_cast<std::size_t>(sent.count) == size)
-   {
-      isConnecting = false;
-      return sent;
-   }
    Slice slice{const_cast<void *>(data), size};
    return sendRest(&slice, 1, sent);
 }
@@ -167,10 +157,13 @@ Transfer StreamSocket::sendRest(Slice * slices, std::size_t count, Transfer sent
    }
 }
 
-Transfer StreamSocket::receive(void * data, std::size_t size)
+// Goes on with a receive that the system has answered once.
+Transfer StreamSocket::receiveLater(void * data, std::size_t size, Transfer const & got)
 {
-   if (size == 0)
-      return {0, 0};
+   if (!platform::isWouldBlock(got.error) || isNonBlocking())
+      return received(got);
+   if (int const error = platform::waitUntilReadable(handle()))
+      return received({0, error});
    return received(whenReadable([=] { return platform::receiveStream(handle(), data, size); }));
 }
 

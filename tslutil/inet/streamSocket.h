@@ -3,6 +3,7 @@
 
 #include "tslutil/inet/chainCore.h"
 #include "tslutil/inet/lazySocket.h"
+#include "tslutil/platform/stream.h"
 
 #include <boost/asio/ip/tcp.hpp>
 
@@ -56,12 +57,31 @@ public:
    int connect(DtInetEndpoint const & peer);
 
    /// Sends all the bytes; a non-blocking socket those that the system takes.
-   platform::Transfer send(void const * data, std::size_t size);
+   platform::Transfer send(void const * data, std::size_t size)
+   {
+      // As Boost has it, no bytes are no operation.
+      if (size == 0 && !isConnecting)
+         return {0, 0};
+      platform::Transfer const sent = platform::sendStream(handle(), data, size);
+      if (sent.error != 0 || static_cast<std::size_t>(sent.count) != size)
+         return sendRest(data, size, sent);
+      isConnecting = false;
+      return sent;
+   }
    /// The same for the first 64 vectors of a chain.
    platform::Transfer send(DtInetSockChain const & chain);
 
    /// Receives what has arrived; 0 bytes only for no room.
-   platform::Transfer receive(void * data, std::size_t size);
+   platform::Transfer receive(void * data, std::size_t size)
+   {
+      if (size == 0)
+         return {0, 0};
+      platform::Transfer const got = platform::receiveStream(handle(), data, size);
+      if (got.count == 0)
+         return receiveLater(data, size, got);
+      isConnecting = false;
+      return got;
+   }
    /// The same into the first 64 vectors of a chain.
    platform::Transfer receive(DtInetSockChain const & chain);
 
@@ -69,6 +89,10 @@ public:
    int errorNumber(int error) const;
 
 private:
+   // The parts of send() and receive() that are seldom needed stand elsewhere: between two system calls there
+   // is little room in the processor's caches.
+   platform::Transfer sendRest(void const * data, std::size_t size, platform::Transfer const & sent);
+   platform::Transfer receiveLater(void * data, std::size_t size, platform::Transfer const & got);
    platform::Transfer sendRest(platform::Slice * slices, std::size_t count, platform::Transfer sent);
    platform::Transfer received(platform::Transfer const & got);
    int meaningOf(int error);

@@ -20,12 +20,7 @@ struct DtInetTcpSocketImpl
    tsl::StreamSocket & socketMade() { return socket ? *socket : socket.emplace(service); }
 
    /// The engine, which is made when something needs it.
-   tsl::Engine<Tcp> & engineMade()
-   {
-      if (engine == nullptr)
-         engine = std::make_unique<tsl::Engine<Tcp>>(service, &owner);
-      return *engine;
-   }
+   tsl::Engine<Tcp> & engineMade();
 
    /// Sends bytes or a chain at once, or by the engine if the socket's flags say so.
    template<class... Message>

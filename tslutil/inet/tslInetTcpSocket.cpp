@@ -17,6 +17,13 @@ constexpr unsigned long theTrafficFlags =
 
 } // namespace
 
+tsl::Engine<boost::asio::ip::tcp> & DtInetTcpSocketImpl::engineMade()
+{
+   if (engine == nullptr)
+      engine = std::make_unique<tsl::Engine<Tcp>>(service, &owner);
+   return *engine;
+}
+
 DtInetTcpSocket::DtInetTcpSocket() : myImpl(std::make_unique<DtInetTcpSocketImpl>(*this)) {}
 
 DtInetTcpSocket::DtInetTcpSocket(DtInetEndpoint const & destination, unsigned short localPort,

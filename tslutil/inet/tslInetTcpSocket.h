@@ -175,7 +175,10 @@ private:
    AcceptResult failTarget(char const * what, int error);
 
    bool maySend(char const * operation, char const * unmade);
+   Failure refuseToSend(bool isConnected, char const * operation, char const * unmade);
    bool mayReceive(char const * operation);
+   Failure refuseToReceive(char const * operation);
+   Failure refuseToReceiveWithout(char const * operation);
    bool noteEnd(int number, int error);
    Failure failedSend(char const * operation, int error);
    DtInetSockRcvStatus failedReceive(int error, bool isIgnored);

@@ -13,6 +13,8 @@ using tsl::platform::Transfer;
 namespace
 {
 
+constexpr unsigned long theSendFlags = DtInetSockFlagSend | DtInetSockFlagAsyncSend;
+
 bool isRetry(int number)
 {
    return number == theWouldBlock || number == theTryAgain;
@@ -83,7 +85,7 @@ int DtInetTcpSocket::sendChainTo(DtInetSockChain & chain, DtInetEndpoint &, unsi
 DtInetSockRcvStatus DtInetTcpSocket::recv(char * data, std::size_t size, unsigned long)
 {
    if (!myImpl->socket)
-      return refuse(theNoSocket, "DtInetTcpSocket::recv() called on uninitialized socket");
+      return refuseToReceiveWithout("DtInetTcpSocket::recv()");
    if (!mayReceive("DtInetTcpSocket::recv()"))
       return DtInetSockRcvFailed;
    Transfer const got = myImpl->receive(myFlags, data, size);
@@ -99,7 +101,7 @@ DtInetSockRcvStatus DtInetTcpSocket::recvToChain(DtInetSockChain & chain, unsign
    if (!mayReceive("DtInetTcpSocket::recvToChain()"))
       return DtInetSockRcvFailed;
    if (!myImpl->socket)
-      return refuse(theNoSocket, "DtInetTcpSocket()::recvToChain() called on uninitialized socket");
+      return refuseToReceiveWithout("DtInetTcpSocket()::recvToChain()");
    return tsl::receiveChain(*this, chain, myDestination, flags, ChainReceive{*this, chain});
 }
 
@@ -120,22 +122,36 @@ DtInetSockRcvStatus DtInetTcpSocket::recvToChainFrom(DtInetSockChain & chain, Dt
 // `unmade` is how the text about a missing socket names the operation.
 bool DtInetTcpSocket::maySend(char const * operation, char const * unmade)
 {
-   if (myState != DtInetSockConnecting && myState != DtInetSockConnected)
+   bool const isConnected = myState == DtInetSockConnecting || myState == DtInetSockConnected;
+   return (isConnected && (myFlags & theSendFlags) != 0 && myImpl->socket) ||
+          refuseToSend(isConnected, operation, unmade);
+}
+
+[[gnu::cold]] DtInetSocket::Failure DtInetTcpSocket::refuseToSend(bool isConnected, char const * operation,
+                                                                  char const * unmade)
+{
+   if (!isConnected)
       return fail(theNotConnected, DtString(operation) + ": " + "Error - not connected.");
-   if ((myFlags & (DtInetSockFlagSend | DtInetSockFlagAsyncSend)) == 0)
+   if ((myFlags & theSendFlags) == 0)
       return fail(theNotSupported, DtString(operation) + ": Socket not initialized for sending.");
-   if (!myImpl->socket)
-      return refuse(theNoSocket, DtString(unmade) + " called on uninitialized socket");
-   return true;
+   return refuse(theNoSocket, DtString(unmade) + " called on uninitialized socket");
+}
+
+bool DtInetTcpSocket::mayReceive(char const * operation)
+{
+   return myState == DtInetSockConnecting || myState == DtInetSockConnected || refuseToReceive(operation);
 }
 
 // Unlike a send, a receive leaves the state of an unconnected socket alone.
-bool DtInetTcpSocket::mayReceive(char const * operation)
+[[gnu::cold]] DtInetSocket::Failure DtInetTcpSocket::refuseToReceive(char const * operation)
 {
-   if (myState == DtInetSockConnecting || myState == DtInetSockConnected)
-      return true;
    return refuse(theNotConnected,
                  DtString(operation) + " called on unconnected socket on " + myLocalEndpoint.toDtString());
+}
+
+[[gnu::cold]] DtInetSocket::Failure DtInetTcpSocket::refuseToReceiveWithout(char const * operation)
+{
+   return refuse(theNoSocket, DtString(operation) + " called on uninitialized socket");
 }
 
 // Whether an error tells that the peer is gone, which goes to the termination record, or not there yet, which
@@ -154,7 +170,7 @@ bool DtInetTcpSocket::noteEnd(int number, int error)
    return true;
 }
 
-DtInetSocket::Failure DtInetTcpSocket::failedSend(char const * operation, int error)
+[[gnu::cold]] DtInetSocket::Failure DtInetTcpSocket::failedSend(char const * operation, int error)
 {
    int const number = myImpl->socket->errorNumber(error);
    if (noteEnd(number, error))
@@ -169,12 +185,14 @@ DtInetSocket::Failure DtInetTcpSocket::failedSend(char const * operation, int er
 // `isIgnored`: what isn't the end of the connection is a receive of nothing.
 DtInetSockRcvStatus DtInetTcpSocket::failedReceive(int error, bool isIgnored)
 {
+   if (myNonBlocking && tsl::platform::isWouldBlock(error))
+      return DtInetSockRcvNothing;
    int const number = myImpl->socket->errorNumber(error);
    if (noteEnd(number, error))
       return DtInetSockRcvFailed;
    if (number == theNoBuffers)
       return DtInetSockRcvNoRoom;
-   if (isIgnored || (number == theWouldBlock && myNonBlocking) || number == theTryAgain)
+   if (isIgnored || number == theTryAgain)
       return DtInetSockRcvNothing;
    return refuse(number, DtString("DtInetTcpSocket::recv() failed on socket at ") +
                             myLocalEndpoint.toDtString() + "\n" + errorMessage(error));

@@ -18,12 +18,16 @@ namespace tsl::platform
 /// Runs a call until no signal interrupts it. MSG_TRUNC has a receive answer the size of the datagram, not of
 /// what fit.
 template<class Call>
-Transfer repeat(Call const & call)
+[[gnu::always_inline]] inline Transfer repeat(Call const & call)
 {
-   ssize_t result = call();
-   while (result == -1 && errno == EINTR)
-      result = call();
-   return result == -1 ? Transfer{0, errno} : Transfer{static_cast<int>(result), 0};
+   for (;;)
+   {
+      ssize_t const result = call();
+      if (result != -1)
+         return {static_cast<int>(result), 0};
+      if (errno != EINTR)
+         return {0, errno};
+   }
 }
 
 /// The message of a call, with the memory that it needs.
