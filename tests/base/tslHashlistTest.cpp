@@ -12,7 +12,6 @@ namespace
 {
 
 typedef DtHashlist List;
-typedef DtHashItem Item;
 typedef DtBaseHashKey const & Key;
 typedef DtStringHashKey Text;
 typedef DtWStringHashKey Wide;
@@ -22,7 +21,6 @@ typedef DtPtrHashKey Ptr;
 /// A caller's own kind of key, which equals all or nothing.
 struct OwnKey : Text
 {
-   using Text::computeHashValue;
    OwnKey(char const * value, bool always) : Text(value), equals(always) {}
    ~OwnKey() override { ++deaths; }
    DtBaseHashKey * clone() const override { return new OwnKey(*this); }

@@ -41,7 +41,6 @@ std::string lettersOf(DtList const & list)
 /// Notes the calls of the slots, and what the list is then.
 struct Noting : DtList
 {
-   using DtList::addToList, DtList::removeFromList;
    void addToList(Item * item, Item * after) override { DtList::addToList(item, after), note('+'); }
    void removeFromList(Item * item) override { DtList::removeFromList(item), note('-'); }
    void note(char change) { notes += change + lettersOf(*this); }

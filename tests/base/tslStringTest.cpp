@@ -18,6 +18,7 @@
 #include <iomanip>
 #include <map>
 #include <new>
+#include <numeric>
 #include <random>
 
 namespace
@@ -121,11 +122,10 @@ std::string compared(DtString const & left, Right const & right)
 std::string tokens(DtString const & text, char separator)
 {
    std::vector<DtString> all(3);
-   std::string list;
    text.tokenize(separator, all);
-   for (DtString const & each : all)
-      list += listed(each);
-   return list;
+   return std::accumulate(all.begin(), all.end(), std::string(),
+                          [](std::string const & list, DtString const & each)
+                          { return list + listed(each); });
 }
 
 /// The word or quoted text that is read, and what is left of the input.
@@ -207,29 +207,22 @@ TEST(DtString, OperationsGiveWhatTheTableSays)
 }
 
 /// Records which slots the other operations reach.
-class Overriding : public DtString
+struct Overriding : DtString
 {
-public:
    using DtString::DtString;
    using DtString::operator=;
    using DtString::operator+=;
    using DtString::caseCompare, DtString::clear;
    mutable std::string calls;
 
-   template<class Result>
-   Result told(char const * name, Result result) const
-   {
-      return calls += name, result;
-   }
-
    DtString & operator=(char const * text) override { return calls += "= ", DtString::operator=(text); }
    DtString & operator+=(char const * text) override { return calls += "+= ", DtString::operator+=(text); }
-   bool operator==(char const * text) const override { return told("==", DtString::operator==(text)); }
-   bool caseCompare(char const *) const override { return told("case ", false); }
-   bool snipFront(char, bool last) override { return told(last ? "front last " : "front ", true); }
-   bool snipBack(char, bool first) override { return told(first ? "back first " : "back ", true); }
-   int toInt(bool * ok) const override { return told("toInt ", DtString::toInt(ok)); }
-   int size() const override { return told("size ", DtString::size()); }
+   bool operator==(char const * text) const override { return calls += "==", DtString::operator==(text); }
+   bool caseCompare(char const *) const override { return calls += "case ", false; }
+   bool snipFront(char, bool last) override { return calls += last ? "front last " : "front ", true; }
+   bool snipBack(char, bool first) override { return calls += first ? "back first " : "back ", true; }
+   int toInt(bool * ok) const override { return calls += "toInt ", DtString::toInt(ok); }
+   int size() const override { return calls += "size ", DtString::size(); }
    void tokenize(char, std::vector<DtString> &) const override { calls += "tokenize "; }
 };
 

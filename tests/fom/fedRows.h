@@ -13,11 +13,9 @@
 inline std::string const theFomFolder = std::string(TEST_DATA_DIR) + "/fom/";
 
 /// A target with no class trees, filled from flat rows of texts; its tables are open to tests.
-class RowTarget : public DtFedTarget
+struct RowTarget : DtFedTarget
 {
-public:
-   RowTarget() = default;
-   RowTarget(bool comparesSemantics, bool strict)
+   explicit RowTarget(bool comparesSemantics = false, bool strict = false)
    {
       compareSemantics = comparesSemantics;
       strictSwitches = strict;
@@ -165,7 +163,6 @@ void expectList(nlohmann::json const & expected, Make make, Load load)
          break;
    }
    EXPECT_EQ(steps, expected["steps"]);
-   EXPECT_EQ(status, expected["status"]);
    EXPECT_EQ(merged.lastError().stdString(), expected["lastError"]);
    EXPECT_EQ(merged.modelIdentification.stdString(), expected["identification"]);
    EXPECT_EQ(counts(merged), expected["counts"]);

@@ -90,9 +90,8 @@ TEST(DtFedTarget, AnswersByWalkingWhereARecordWasRenamed)
 }
 
 /// Sees every step of a merge and of a check, and can spoil one.
-class Overriding : public RowTarget
+struct Overriding : RowTarget
 {
-public:
    std::string calls, spoiled;
    bool throws = false, leavesOpen = false;
 
