@@ -1,27 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "support/pseudoTerminal.h"
 
+#include "support/childProcess.h"
 #include "tslutil/base/tslMiniDumper.h"
 
-#include <cstdio>
 #include <pty.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utmp.h>
 
 TerminalRun runOnTerminal(std::function<int()> const & child, std::string const & question,
                           std::string const & answer)
 {
    TerminalRun run = {-1, ""};
-   int master = -1;
-   // What waits to be printed would be printed there too.
-   std::fflush(stdout);
-   pid_t const process = forkpty(&master, nullptr, nullptr, nullptr);
-   if (process == 0)
-   {
-      alarm(60);
-      _exit(child());
-   }
+   int master = -1, slave = -1;
+   openpty(&master, &slave, nullptr, nullptr, nullptr);
+   pid_t const process = startChild([&] { return close(master), login_tty(slave), child(); });
+   close(slave);
    bool isAnswered = false;
    char block[512];
    for (ssize_t count; (count = read(master, block, sizeof block)) > 0;)

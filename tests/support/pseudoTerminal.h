@@ -11,8 +11,8 @@ struct TerminalRun
    std::string shown;
 };
 
-/// Runs `child` in a process that has a terminal of its own and ends with what `child` returns. Once
-/// `question` stands there, the user types `answer`. A process that takes a minute is ended by SIGALRM.
+/// Runs `child` in a process that has a terminal of its own and ends with what `child` returns, as of
+/// startChild. Once `question` stands there, the user types `answer`.
 TerminalRun runOnTerminal(std::function<int()> const & child, std::string const & question = "\n",
                           std::string const & answer = "");
 

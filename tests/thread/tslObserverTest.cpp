@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/thread/tslObserver.h"
 
-#include "support/slots.h"
-
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -49,12 +47,6 @@ struct Watcher : DtObserver
 
 TEST(DtObserver, KeepsBothListsInStep)
 {
-   EXPECT_TRUE(slotOf(&DtAbsNotifyObserver::notifyFromObserved) == 2 &&
-               inSlotsFrom(2, &DtObservee::registerObservedBy, &DtObservee::deRegisterObservedBy,
-                           &DtObservee::notifyAllObservers) &&
-               inSlotsFrom(2, &Watcher::startObserving, &Watcher::stopObserving, &Watcher::isBeingObserved,
-                           &Watcher::notifyFromYourObserved, &Watcher::pendingDeleteOfYourObserved,
-                           &Watcher::deleteOfYourObserved, &Watcher::removeObservedReference));
    Observee object, other;
    Watcher a('a', &object), b('b', &other);
    EXPECT_FALSE(a.startObserving(&object) || a.startObserving(nullptr) || b.stopObserving(&object));

@@ -24,8 +24,6 @@ typedef DtSharedMemoryPoolManager Manager;
 typedef DtSharedMemoryPoolClient Client;
 using std::filesystem::exists;
 
-static_assert(std::has_virtual_destructor_v<Manager> && std::has_virtual_destructor_v<Client>);
-
 char const theMissing[] = "DtSharedMemoryPoolClient::join has error with OpenFileMapping: 2";
 
 /// A name that no other process uses but the children of this one, and its file.
