@@ -2,7 +2,7 @@
 // Who hears what: several sockets on one port of a host with two interfaces, on the wire and on the host
 // itself.
 #include "inet/socketKit.h"
-#include "support/tsv.h"
+#include "inet/steps.h"
 
 #include <algorithm>
 #include <memory>
@@ -14,13 +14,7 @@ namespace
 using namespace socketKit;
 
 constexpr unsigned short thePort = 3000;
-constexpr unsigned long theFlags = theNonBlocking;
 char const theEnd[] = "end";
-
-DtInetEndpoint udp(std::string const & address, unsigned short port)
-{
-   return {DtInetAddr(address.c_str()), port, DtInetProtoUdp};
-}
 
 /// What a socket has heard up to the end mark.
 std::string heard(DtInetUdpSocket & socket)
@@ -95,9 +89,9 @@ protected:
 TEST_P(Reach, SocketsOfOnePortHearWhatIsForThem)
 {
    DtInetDevice eth1(DtString(at(1, 1).c_str())), eth2(DtString(at(2, 1).c_str()));
-   DtInetEndpoint const anywhere = udp(at(1, 2), 9);
-   DtInetUdpSocket a(anywhere, thePort, &eth1, theFlags), b(anywhere, thePort, &eth2, theFlags),
-      w(anywhere, thePort, nullptr, theFlags);
+   DtInetEndpoint const anywhere = endpointOf(at(1, 2) + " 9");
+   DtInetUdpSocket a(anywhere, thePort, &eth1, theNonBlocking), b(anywhere, thePort, &eth2, theNonBlocking),
+      w(anywhere, thePort, nullptr, theNonBlocking);
    ASSERT_TRUE(a.isOk() && b.isOk() && w.isOk());
    ASSERT_TRUE(a.joinMulticastGroup(DtInetAddr(group(1).c_str()), &eth1)) << told(a);
    ASSERT_TRUE(w.joinMulticastGroup(DtInetAddr(group(2).c_str()), &eth2)) << told(w);
@@ -132,7 +126,7 @@ TEST_P(Reach, DeviceGivesItsAddressToWhatIsSent)
    for (unsigned long const extra : {0ul, 0x300ul})
    {
       DtInetDevice eth1(DtString(own.c_str()));
-      DtInetUdpSocket socket(udp(at(2, 2), 9), 0, &eth1, theFlags | extra);
+      DtInetUdpSocket socket(endpointOf(at(2, 2) + " 9"), 0, &eth1, theNonBlocking | extra);
       ASSERT_TRUE(socket.isOk() && socket.localPort() != 0) << told(socket);
       EXPECT_STREQ(socket.localEndpoint().address().toDtString(), own.c_str());
       LoopbackPeer otherAddress(at(2, 1)), ofLoopback(self());
@@ -147,7 +141,7 @@ TEST_P(Reach, DeviceGivesItsAddressToWhatIsSent)
       char text[] = "hello";
       for (auto const & [peer, address] : targets)
       {
-         DtInetEndpoint to = udp(address, peer->port());
+         DtInetEndpoint to = endpointOf(address + " " + std::to_string(peer->port()));
          EXPECT_EQ(socket.sendTo(text, 5, to), 5) << address << ": " << told(socket);
          EXPECT_EQ(peer->receive(), "hello") << address;
          EXPECT_TRUE(peer->senderAddress() == own && peer->senderPort() == socket.localPort()) << address;
@@ -166,7 +160,8 @@ TEST_P(Reach, ConnectedSocketHearsItsPeerOnly)
    auto const peer = farPeer(at(1, 2)), stranger = farPeer(at(1, 2));
    for (DtInetDevice * const device : {&second, static_cast<DtInetDevice *>(nullptr)})
    {
-      DtInetUdpSocket socket(udp(at(1, 2), peer->port()), 0, device, theFlags);
+      DtInetUdpSocket socket(endpointOf(at(1, 2) + " " + std::to_string(peer->port())), 0, device,
+                             theNonBlocking);
       ASSERT_TRUE(socket.connectToDestination()) << told(socket);
       unsigned short const port = socket.localPort();
       std::string const target(socket.localEndpoint().address().toDtString());
@@ -191,7 +186,8 @@ TEST_P(Reach, ConnectedSocketHearsItsPeerOnly)
 TEST_P(Reach, BroadcastDestinationIsThatOfTheDevice)
 {
    DtInetDevice eth1(DtString("eth1"));
-   DtInetUdpSocket socket(udp(isIpv6() ? "ff02::1" : "10.255.255.255", thePort), 0, &eth1, theFlags);
+   DtInetUdpSocket socket(endpointOf(isIpv6() ? "ff02::1 3000" : "10.255.255.255 3000"), 0, &eth1,
+                          theNonBlocking);
    auto const peer = farPeer(at(1, 2));
    NetworkNamespace::Inside const there(*far);
    for (char const * const text : {"1", theEnd})
