@@ -12,10 +12,7 @@ namespace
 {
 
 /// A line with a label of four, filled up to its column.
-std::string line(std::string const & rest)
-{
-   return "four: " + std::string(16, ' ') + rest + "\n";
-}
+auto const line = [](std::string const & rest) { return "four: " + std::string(16, ' ') + rest + "\n"; };
 
 TEST(DtDump, EachFieldIsOneLineOnInfo)
 {

@@ -9,20 +9,15 @@
 namespace
 {
 
-std::string printed(DtException const & exception)
-{
-   std::ostringstream out;
-   out << exception;
-   return out.str();
-}
+using testing::PrintToString;
 
 TEST(DtException, HoldsMessageAndLocationAndKindsHaveNumbers)
 {
    DtException const full("text", "int f()", "file.cpp", 4000000000u, nullptr);
    EXPECT_STREQ(full.what() + "|" + full.where(), "text|int f() [file.cpp:4000000000] ");
    EXPECT_TRUE(full.lastException() == nullptr && full.initialException() == &full);
-   EXPECT_EQ(printed(DtException(nullptr, nullptr)) +
-                printed(DtException(nullptr, nullptr, nullptr, 1, nullptr)),
+   EXPECT_EQ(PrintToString(DtException(nullptr, nullptr)) +
+                PrintToString(DtException(nullptr, nullptr, nullptr, 1, nullptr)),
              " ()\n ( [:1] )\n");
    static_assert(std::is_same_v<DtInvalidInput, DtTemplatedException<-1>> &&
                  std::is_same_v<DtThreadAlreadyRunning, DtTemplatedException<1001>> &&
@@ -41,14 +36,14 @@ TEST(DtException, CopiesOfAChainStandAlone)
    DtException assigned("x", &copy);
    assigned = *newest;
    newest.reset();
-   EXPECT_EQ(printed(copy), "1 (f [a:1] )\n2 ()\n3 (h [c:3] )\n");
-   EXPECT_EQ(printed(assigned), printed(copy));
+   EXPECT_EQ(PrintToString(copy), "1 (f [a:1] )\n2 ()\n3 (h [c:3] )\n");
+   EXPECT_EQ(PrintToString(assigned), PrintToString(copy));
    EXPECT_STREQ(assigned.initialException()->message(), "3");
    // A link of its own chain may be assigned to an exception, and it to itself.
    copy = *copy.lastException();
    DtException const & self = copy;
    copy = self;
-   EXPECT_EQ(printed(copy), "2 ()\n3 (h [c:3] )\n");
+   EXPECT_EQ(PrintToString(copy), "2 ()\n3 (h [c:3] )\n");
 }
 
 TEST(DtAssert, DoesWhatItIsToldToAtAFailureOnly)

@@ -16,8 +16,6 @@
 namespace
 {
 
-using namespace std::string_literals;
-
 char const theQuestion[] =
    ": A fatal error has occurred.\r\nWould you like to save a diagnostic file? (y/n) ";
 
@@ -67,7 +65,8 @@ TEST(DtMiniDumper, SavesADumpIfTheUserSaysYesAndTellsTheOutcome)
       std::string const told = *outcome != '\0' ? title + ": " + outcome + "\r\n" : "";
       bool const hangsUp = *answer == 4;
       TerminalRun const run = runToCrash(folder.path(), name, crash, answer + std::string(!hangsUp, '\n'));
-      EXPECT_EQ(run.shown, "\r\n" + title + theQuestion + (hangsUp ? "" : answer + "\r\n"s) + told);
+      EXPECT_EQ(run.shown,
+                "\r\n" + title + theQuestion + (hangsUp ? "" : std::string(answer) + "\r\n") + told);
       EXPECT_EQ(WIFSIGNALED(run.status) ? WTERMSIG(run.status) : 0, signal) << title;
       EXPECT_EQ(std::filesystem::is_regular_file(folder.path(title)),
                 told.find("Saved") != std::string::npos);

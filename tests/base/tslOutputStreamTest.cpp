@@ -46,7 +46,7 @@ struct DtOutputStreamTest : ::testing::Test
 TEST_F(DtOutputStreamTest, PrintsWhatTheTableSaysAtEachStep)
 {
    Notes other(noted, 'b');
-   std::map<std::string, DtPrinter *> printers = {{"a", &notes}, {"b", &other}};
+   std::map<std::string, DtPrinter *> printers = {{"a", &notes}, {"b", &other}, {"", nullptr}};
    notes.then = [&](std::string const & text)
    {
       if (text == "bad\n" || text == "worse")
