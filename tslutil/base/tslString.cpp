@@ -5,20 +5,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <climits>
 #include <cstring>
 #include <new>
 
 namespace
 {
-
-/// A block of the exact size, which the capacity must be able to tell.
-char * newBlock(std::size_t size)
-{
-   if (size > INT_MAX)
-      throw std::bad_alloc();
-   return new char[size];
-}
 
 unsigned char byteOf(char c)
 {
@@ -55,21 +46,17 @@ DtString::DtString(char character) : storage(inlineBuffer), onHeap(false), capac
    inlineBuffer[1] = '\0';
 }
 
-void DtString::startInBlock(char const * text, std::size_t length)
+void DtString::failForSize()
 {
-   take(newBlock(length + 1), length + 1);
-   std::memcpy(storage, text, length);
-   storage[length] = '\0';
+   throw std::bad_alloc();
 }
 
+// What was cleared and filled again has a capacity of its own.
 void DtString::startAs(DtString const & other)
 {
    inlineBuffer[0] = '\0';
-   std::size_t const size = static_cast<std::size_t>(other.capacity);
-   if (size > theInlineSize)
-      take(newBlock(size), size);
-   if (size > 0)
-      std::memcpy(storage, other.storage, size);
+   if (other.capacity > 0)
+      std::memcpy(inlineBuffer, other.storage, static_cast<std::size_t>(other.capacity));
 }
 
 void DtString::adopt(char * block, std::size_t size)
@@ -199,21 +186,6 @@ DtString & DtString::operator+=(char const * text)
 }
 
 // Access.
-
-DtString::operator char const *() const
-{
-   return storage;
-}
-
-char const * DtString::string() const
-{
-   return storage;
-}
-
-char const * DtString::c_str() const
-{
-   return storage;
-}
 
 char const & DtString::operator[](int index) const
 {

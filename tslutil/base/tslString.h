@@ -3,6 +3,7 @@
 
 #include "tslutil/tslutilExport.h"
 
+#include <climits>
 #include <cstddef>
 #include <cstring>
 #include <iosfwd>
@@ -154,10 +155,12 @@ protected:
 private:
    static constexpr int theInlineSize = 64;
 
+   static char * newBlock(std::size_t size);
+   [[noreturn]] static void failForSize();
    void start(char const * text, std::size_t length);
-   void startInBlock(char const * text, std::size_t length);
    void startAs(DtString const & other);
    void adopt(char * block, std::size_t size);
+   void takeBlock(std::size_t size) { take(newBlock(size), size); }
    void take(char * block, std::size_t size)
    {
       storage = block;
@@ -172,7 +175,7 @@ private:
    int capacity;
 };
 
-// Short text is made, copied and dropped without a call.
+// Text is made, copied and dropped without a call but those for a block, and read without one.
 
 inline DtString::DtString() : storage(inlineBuffer), onHeap(false), capacity(theInlineSize)
 {
@@ -184,6 +187,11 @@ inline DtString::DtString(DtString const & other)
 {
    if (other.capacity == theInlineSize)
       std::memcpy(inlineBuffer, other.storage, theInlineSize);
+   else if (other.capacity > theInlineSize)
+   {
+      takeBlock(static_cast<std::size_t>(other.capacity));
+      std::memcpy(storage, other.storage, static_cast<std::size_t>(other.capacity));
+   }
    else
       startAs(other);
 }
@@ -214,16 +222,39 @@ inline void DtString::clear()
    capacity = 0;
 }
 
+/// A block of the exact size, which the capacity must be able to tell.
+inline char * DtString::newBlock(std::size_t size)
+{
+   if (size > INT_MAX)
+      failForSize();
+   return new char[size];
+}
+
 inline void DtString::start(char const * text, std::size_t length)
 {
    if (length >= theInlineSize)
    {
-      startInBlock(text, length);
-      return;
+      takeBlock(length + 1);
+      std::memcpy(storage, text, length);
    }
-   if (length > 0)
+   else if (length > 0)
       std::memcpy(inlineBuffer, text, length);
-   inlineBuffer[length] = '\0';
+   storage[length] = '\0';
+}
+
+inline DtString::operator char const *() const
+{
+   return storage;
+}
+
+inline char const * DtString::string() const
+{
+   return storage;
+}
+
+inline char const * DtString::c_str() const
+{
+   return storage;
 }
 
 /// Comparisons of two strings: the left side's operation with the right side's text.
