@@ -54,9 +54,8 @@ public:
       for (auto _ : myState)
       {
          (void)_;
-         std::size_t const before = allocations();
          double const first = block(ours);
-         myAllocations += allocations() - before;
+         myAllocations += myBlockAllocations;
          double const second = block(theirs);
          myState.SetIterationTime(first);
          ourTimes.push_back(first / static_cast<double>(blockSize));
@@ -92,16 +91,19 @@ private:
    static std::size_t allocations();
    static double median(std::vector<double> values);
 
-   /// The seconds that a block takes.
+   /// The seconds that a block takes; its allocations are counted.
    template<class Body>
    double block(Body & body)
    {
       if (prepare)
          prepare(blockSize);
+      std::size_t const before = allocations();
       auto const begin = std::chrono::steady_clock::now();
       for (std::size_t i = 0; i < blockSize; ++i)
          body();
-      return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+      auto const end = std::chrono::steady_clock::now();
+      myBlockAllocations = allocations() - before;
+      return std::chrono::duration<double>(end - begin).count();
    }
 
    template<class Body>
@@ -114,6 +116,7 @@ private:
    benchmark::State & myState;
    std::vector<double> ourTimes;
    std::vector<double> ratios;
+   std::size_t myBlockAllocations = 0;
    std::size_t myAllocations = 0;
 };
 

@@ -2,7 +2,12 @@
 #include "fom/fedRows.h"
 #include "support/slots.h"
 
+#include <algorithm>
+#include <iterator>
+#include <random>
+#include <set>
 #include <stdexcept>
+#include <vector>
 
 using nlohmann::json;
 
@@ -87,6 +92,55 @@ TEST(DtFedTarget, AnswersByWalkingWhereARecordWasRenamed)
    EXPECT_EQ(target.mergeNotes(other), DtMergeFomSuccess);
    addRow(other, fields("note\tb\tnot b"));
    EXPECT_EQ(target.mergeNotes(other), DtMergeFomNotesMismatch);
+}
+
+/// Adds notes now and then while a merge asks its tests, whose answers it holds against a walk.
+struct Walked : RowTarget
+{
+   typedef DtFedNamedTable<DtNotesType>::Pointer Note;
+   explicit Walked(unsigned seed) : random(seed)
+   {
+      compareSemantics = seed % 3 == 0;
+      for (std::size_t count = random() % 9; notes.size() < count;)
+         addLetter();
+      for (Note const & note : notes)
+         note->name = random() % 16 == 0 ? letter() : note->name;
+   }
+   DtString letter() { return DtString(char('a' + random() % 16)); }
+   void addLetter() { addNote(new DtNotesType{letter(), DtString(random() % 8 / 7)}); }
+   bool NoteConsistencyTest(DtNotesType const & received) override
+   {
+      if (seldom && random() % 4 == 0)
+         addLetter();
+      auto const first = std::find_if(notes.begin(), notes.end(),
+                                      [&](Note const & note) { return note->name == received.name; });
+      bool const walked =
+         !compareSemantics || first == notes.end() || (*first)->semantics == received.semantics;
+      EXPECT_EQ(RowTarget::NoteConsistencyTest(received), walked);
+      return walked;
+   }
+   std::minstd_rand random;
+   bool seldom = random() % 4 == 0;
+};
+
+TEST(DtFedTarget, MergesAsAWalkFromTheStartAndAUnionDo)
+{
+   for (unsigned seed = 1; seed < 2000; ++seed)
+   {
+      Walked target(seed), other(seed + 5000);
+      std::set<Walked::Note, DtFedNameOrder> both;
+      std::vector<Walked::Note> const before(target.notes.begin(), target.notes.end());
+      bool const succeeds = target.mergeNotes(other) == DtMergeFomSuccess;
+      if (target.seldom)
+         continue;
+      std::set_union(before.begin(), before.end(), other.notes.begin(), other.notes.end(),
+                     std::inserter(both, both.end()), DtFedNameOrder());
+      std::vector<Walked::Note> const expected(both.begin(), both.end());
+      EXPECT_TRUE(std::equal(target.notes.begin(), target.notes.end(),
+                             succeeds ? expected.begin() : before.begin(),
+                             succeeds ? expected.end() : before.end()))
+         << seed;
+   }
 }
 
 /// Sees every step of a merge and of a check, and can spoil one.
