@@ -13,14 +13,26 @@
 namespace
 {
 
+std::string entityName(std::size_t i)
+{
+   return "entity-" + std::to_string(i * 7919 % 100000);
+}
+
+/// As an exercise names what takes part: a class, a site and a number.
+std::string vehicleName(std::size_t i)
+{
+   static char const * const classes[] = {"GroundVehicle", "Aircraft", "SurfaceVessel", "Human", "Munition"};
+   return std::string(classes[i % 5]) + " " + std::to_string(1 + i % 7) + "/" + std::to_string(i);
+}
+
 /// The same keys for both sides; look-ups go through them in turn.
 struct Keys
 {
-   explicit Keys(std::size_t count, std::string const & prefix = "entity-")
+   explicit Keys(std::size_t count, std::string (*name)(std::size_t) = entityName)
    {
       for (std::size_t i = 0; i < count; ++i)
       {
-         texts.push_back(prefix + std::to_string(i * 7919 % 100000));
+         texts.push_back(name(i));
          ours.emplace_back(texts.back().c_str());
       }
    }
@@ -80,7 +92,7 @@ private:
 /// Keys that are there already stay; others are added and removed again.
 void compareChanges(Bench & bench)
 {
-   Keys kept(100, "kept-"), keys(100);
+   Keys kept(100, vehicleName), keys(100);
    DtHashlist table;
    Ordered ordered;
    for (std::size_t i = 0; i < kept.texts.size(); ++i)
@@ -104,15 +116,23 @@ void compareChanges(Bench & bench)
       });
 }
 
-bool const added =
-   addComparison({"DtHashlist, look-up in 100", "std::unordered_map", 0.6, 0},
-                 [](Bench & bench) { compareLookups(bench, Keys(100)); }) &&
-   addComparison({"DtHashlist, look-up in 1,000", "std::unordered_map", 1.0, 0},
-                 [](Bench & bench) { compareLookups(bench, Keys(1000)); }) &&
-   addComparison({"DtHashlist, look-up in 10,000", "std::unordered_map", 15.0, 0},
-                 [](Bench & bench) { compareLookups(bench, Keys(10000)); }) &&
-   addComparison({"DtHashlist, look-up of 100 characters", "std::unordered_map", 1.0, 0},
-                 [](Bench & bench) { compareLookups(bench, Keys(100, std::string(95, 'x'))); }) &&
-   addComparison({"DtHashlist, add and remove", "std::unordered_map, two std::list", 1.6, 0}, compareChanges);
+bool addLookups(std::string const & path, std::size_t count, double goal,
+                std::string (*name)(std::size_t) = entityName)
+{
+   return addComparison({path, "std::unordered_map", goal, 0},
+                        [=](Bench & bench) { compareLookups(bench, Keys(count, name)); });
+}
+
+bool const added[] = {
+   addLookups("DtHashlist, look-up in 100", 100, 0.6),
+   addLookups("DtHashlist, look-up in 1,000", 1000, 1.0),
+   addLookups("DtHashlist, look-up in 10,000", 10000, 15.0),
+   addLookups("DtHashlist, look-up of vehicles, 100", 100, 0.6, vehicleName),
+   addLookups("DtHashlist, look-up of vehicles, 1,000", 1000, 1.0, vehicleName),
+   addLookups("DtHashlist, look-up of vehicles, 10,000", 10000, 15.0, vehicleName),
+   addLookups("DtHashlist, look-up of 100 characters", 100, 1.0,
+              [](std::size_t i) { return std::string(95, 'x') + entityName(i).substr(7); }),
+   addComparison({"DtHashlist, add and remove", "std::unordered_map, two std::list", 1.6, 0},
+                 compareChanges)};
 
 } // namespace

@@ -174,4 +174,49 @@ TEST(DtHashlist, TakesFiveBlocksForAnInsertionAndNoneForALookup)
    std::thread(insertAndLookUp).join(); // which has no nodes to use again yet
 }
 
+/// Beside a walk of all keys, with classes mixed and not, and in the end with one changed where it is stored.
+TEST(DtHashlist, FindsWhatAWalkOfItsKeysFinds)
+{
+   for (unsigned kinds = 15; kinds > 0; --kinds)
+   {
+      List table(3);
+      std::vector<std::unique_ptr<DtBaseHashKey>> keys;
+      for (unsigned number = 0; number < 40; ++number)
+      {
+         std::string const digits = std::to_string(number / 4 * 7919);
+         std::wstring const wide(digits.begin(), digits.end());
+         Text const text(digits.c_str());
+         Wide const wideText(wide);
+         Int const hash(text.hashValue());
+         Ptr const address(data(text.hashValue()));
+         DtBaseHashKey const * const all[] = {&text, &wideText, &hash, &address};
+         keys.emplace_back(all[number % 4]->clone());
+         if (kinds >> number % 4 & 1)
+            table.add(*keys.back(), keys.back().get());
+         if (number % 5 == 4)
+            table.remove(*keys[number / 2]);
+      }
+      auto const check = [&]
+      {
+         for (auto const & key : keys)
+         {
+            void * expected = nullptr;
+            DtListItem const * value = table.list()->first();
+            for (DtListItem const * item = table.keys()->first(); item;
+                 item = item->next(), value = value->next())
+               if (expected == nullptr && static_cast<DtBaseHashKey *>(item->data())->equalTo(*key))
+                  expected = value->data();
+            EXPECT_EQ(table[*key], expected) << kinds << " " << key->stringRep();
+         }
+      };
+      check();
+      if (kinds > 1)
+         continue;
+      Text & stored = *static_cast<Text *>(static_cast<DtBaseHashKey *>(table.keys()->first()->data()));
+      stored.setValue("other");
+      keys.emplace_back(stored.clone());
+      check();
+   }
+}
+
 } // namespace

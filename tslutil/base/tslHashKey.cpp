@@ -3,6 +3,8 @@
 
 #include "tslutil/base/nodePool.h"
 
+#include <algorithm>
+#include <cstring>
 #include <typeinfo>
 
 namespace
@@ -106,7 +108,27 @@ bool sameTexts(DtBaseHashKey const & left, DtBaseHashKey const & right)
    return true;
 }
 
+/// 16 bits of a text, never 0. The hash is the same for very many texts that differ in their digits alone.
+std::uint16_t markOf(char const * text)
+{
+   std::size_t length = std::strlen(text);
+   std::uint64_t sum = length;
+   while (length > 0)
+   {
+      std::uint64_t bytes = 0;
+      std::size_t const count = std::min(length, sizeof bytes);
+      std::memcpy(&bytes, text, count);
+      sum = (sum ^ bytes) * 0x9E3779B97F4A7C15u;
+      sum ^= sum >> 32;
+      text += count;
+      length -= count;
+   }
+   return static_cast<std::uint16_t>(sum | 1);
+}
+
 } // namespace
+
+std::atomic<bool> DtBaseHashKey::aStoredKeyChanged{false};
 
 DtBaseHashKey::~DtBaseHashKey() = default;
 
@@ -266,7 +288,16 @@ unsigned long DtStringHashKey::computeHashValue() const
 // The hash is kept on purpose.
 void DtStringHashKey::setValue(DtString const & text)
 {
+   noteChange();
+   mark = 0;
    myValue = text;
+}
+
+std::uint16_t DtStringHashKey::textMark() const
+{
+   if (mark == 0)
+      mark = markOf(myValue.DtString::c_str());
+   return mark;
 }
 
 DtWStringHashKey::DtWStringHashKey() = default;
@@ -318,5 +349,6 @@ std::wstring const & DtWStringHashKey::value() const
 // The hash is kept on purpose.
 void DtWStringHashKey::setValue(std::wstring const & text)
 {
+   noteChange();
    myValue = text;
 }

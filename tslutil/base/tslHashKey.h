@@ -4,6 +4,7 @@
 #include "tslutil/base/tslString.h"
 #include "tslutil/tslutilExport.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -58,14 +59,39 @@ public:
    static void operator delete(void *, void *) noexcept {}
 
 protected:
-   DtBaseHashKey() : isHashed(false), hash(0) {}
+   DtBaseHashKey() : isHashed(false), isStored(false), mark(0), hash(0) {}
    /// A copy, with the hash if there is one.
-   DtBaseHashKey(DtBaseHashKey const & other) = default;
+   DtBaseHashKey(DtBaseHashKey const & other)
+      : isHashed(other.isHashed), isStored(false), mark(other.mark), hash(other.hash)
+   {
+   }
    /// The same.
-   DtBaseHashKey & operator=(DtBaseHashKey const & other) = default;
+   DtBaseHashKey & operator=(DtBaseHashKey const & other)
+   {
+      noteChange();
+      isHashed = other.isHashed;
+      mark = other.mark;
+      hash = other.hash;
+      return *this;
+   }
 
 private:
+   friend class DtHashlist;
+   friend class DtStringHashKey;
+   friend class DtWStringHashKey;
+
+   /// To be called at every change: a table trusts what it noted of its keys as long as none is changed.
+   void noteChange()
+   {
+      if (isStored)
+         aStoredKeyChanged.store(true, std::memory_order_relaxed);
+   }
+
+   static std::atomic<bool> aStoredKeyChanged;
+
    mutable bool isHashed;
+   bool isStored;              ///< as a table's own copy
+   mutable std::uint16_t mark; ///< of a text; 0 as long as nobody has asked
    mutable std::uint32_t hash;
 };
 
@@ -174,6 +200,10 @@ public:
    virtual void setValue(DtString const & text);
 
 private:
+   friend class DtHashlist;
+
+   std::uint16_t textMark() const;
+
    DtString myValue;
 };
 

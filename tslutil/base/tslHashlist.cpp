@@ -33,21 +33,34 @@ bool isExactly(Base const & object)
    return &typeid(object) == &typeid(Class);
 }
 
-/// Whether the class of a key is one of the library's own. Two such keys of different hashes are never equal.
-bool isOwnKind(DtBaseHashKey const & key)
+/// The class of a key, if it is one of the library's own, or null.
+std::type_info const * ownClassOf(DtBaseHashKey const & key)
 {
-   return isExactly<DtStringHashKey>(key) || isExactly<DtIntHashKey>(key) || isExactly<DtPtrHashKey>(key) ||
-          isExactly<DtWStringHashKey>(key);
+   bool const isOwn = isExactly<DtStringHashKey>(key) || isExactly<DtIntHashKey>(key) ||
+                      isExactly<DtPtrHashKey>(key) || isExactly<DtWStringHashKey>(key);
+   return isOwn ? &typeid(key) : nullptr;
 }
 
-/// What equalTo says of two keys of the library's own classes with one hash.
+/// What equalTo says of two keys of one hash and of one of the library's own classes.
 bool areEqual(DtBaseHashKey const & stored, DtBaseHashKey const & wanted)
 {
-   if (!isExactly<DtStringHashKey>(stored) || !isExactly<DtStringHashKey>(wanted))
+   if (isExactly<DtIntHashKey>(wanted))
+      return true; // a number is its own hash
+   if (!isExactly<DtStringHashKey>(wanted))
       return stored.equalTo(wanted);
    DtString const & text = static_cast<DtStringHashKey const &>(stored).DtStringHashKey::value();
    DtString const & wantedText = static_cast<DtStringHashKey const &>(wanted).DtStringHashKey::value();
    return std::strcmp(text.DtString::c_str(), wantedText.DtString::c_str()) == 0;
+}
+
+/// Eight places in the index for each bucket, as the nearest power of two: by how much a hash of 64 bits is
+/// shifted down to such a place.
+int indexShiftFor(int bucketCount)
+{
+   int shift = 64 - 3;
+   while (shift > 32 && (1LL << (61 - shift)) < bucketCount)
+      --shift;
+   return shift;
 }
 
 template<class Matches>
@@ -62,7 +75,7 @@ DtListItem * findInBucket(DtList const & bucket, Matches matches)
 } // namespace
 
 DtHashItem::DtHashItem(DtBaseHashKey * key, DtListItem * listItem)
-   : myKey(key), myListItem(listItem), myKeyItem(nullptr)
+   : myKey(key), myListItem(listItem), myKeyItem(nullptr), sign(0), nextInIndex(nullptr), bucketItem(nullptr)
 {
 }
 
@@ -111,8 +124,10 @@ DtHashlist::DtHashlist(DtList * list, int numBuckets)
      ownsValues(list == nullptr),
      values(list),
      buckets(new DtList[static_cast<std::size_t>(bucketCount)]),
-     foreignKeys(0)
+     keyClass(nullptr),
+     indexShift(indexShiftFor(bucketCount))
 {
+   index.reset(new DtHashItem *[std::size_t(1) << (64 - indexShift)]());
    if (ownsValues)
       values = new DtList;
 }
@@ -152,9 +167,9 @@ DtListItem * DtHashlist::add(DtBaseHashKey const & key, void * data, void ** old
    DtListItem * const place = values->add(data);
    DtBaseHashKey * const stored = copy.get();
    DtHashItem * const record = new DtHashItem(copy.release(), place);
-   bucket->add(record);
+   record->bucketItem = bucket->add(record);
    record->setKeyItem(keyList.add(stored));
-   foreignKeys += isOwnKind(*stored) ? 0 : 1;
+   addToIndex(*record);
    return place;
 }
 
@@ -168,15 +183,20 @@ void * DtHashlist::remove(DtBaseHashKey const & key)
 void * DtHashlist::drop(DtList & bucket, DtListItem * item)
 {
    std::unique_ptr<DtHashItem> const record(static_cast<DtHashItem *>(bucket.remove(item)));
-   foreignKeys -= isOwnKind(record->hashKey()) ? 0 : 1;
+   removeFromIndex(*record);
    keyList.remove(record->keyItem());
    return values->remove(record->listItem());
 }
 
 void * DtHashlist::lookup(DtBaseHashKey const & key) const
 {
-   DtListItem const * const item = hasOwnSlots() ? DtHashlist::itemLookup(key) : itemLookup(key);
-   return item != nullptr ? item->data() : nullptr;
+   if (!isIndexed(key))
+   {
+      DtListItem const * const item = itemLookup(key);
+      return item != nullptr ? item->data() : nullptr;
+   }
+   DtHashItem const * const record = find(key);
+   return record != nullptr ? record->myListItem->data() : nullptr;
 }
 
 void * DtHashlist::operator[](DtBaseHashKey const & key) const
@@ -225,40 +245,74 @@ void DtHashlist::setFromOther(DtHashlist const & other)
 
 DtListItem * DtHashlist::itemLookup(DtBaseHashKey const & key) const
 {
-   DtListItem const * const item = hasOwnSlots() ? DtHashlist::bucketItemLookup(key) : bucketItemLookup(key);
+   DtListItem const * const item = bucketItemLookup(key);
    return item != nullptr ? recordAt(item)->listItem() : nullptr;
 }
 
 DtList * DtHashlist::bucketFromHashKey(DtBaseHashKey const & key) const
 {
-   return bucketAt(key.hashValue());
+   return &buckets[static_cast<std::uint32_t>(key.hashValue()) % static_cast<std::uint32_t>(bucketCount)];
 }
 
 DtListItem * DtHashlist::bucketItemLookup(DtBaseHashKey const & key) const
 {
-   if (!hasOwnSlots() || foreignKeys > 0 || !isOwnKind(key))
+   if (!isIndexed(key))
       return findInBucket(*bucketFromHashKey(key),
                           [&key](DtHashItem const & record) { return record.hashKey().equalTo(key); });
-   // Nothing here is overridden: the same without the slots.
-   unsigned long const hash = key.DtBaseHashKey::hashValue();
-   return findInBucket(*bucketAt(hash),
-                       [&key, hash](DtHashItem const & record)
-                       {
-                          DtBaseHashKey const & stored = record.DtHashItem::hashKey();
-                          return stored.DtBaseHashKey::hashValue() == hash && areEqual(stored, key);
-                       });
+   DtHashItem const * const record = find(key);
+   return record != nullptr ? record->bucketItem : nullptr;
 }
 
-/// Whether no subclass can have changed what the operations do and what the buckets hold.
-bool DtHashlist::hasOwnSlots() const
+/// Whether the index finds a key as a walk of its bucket would: no subclass can have changed what the
+/// operations do and what the buckets hold, and all keys are as they were added, of the library's own class
+/// that this one is of.
+bool DtHashlist::isIndexed(DtBaseHashKey const & key) const
 {
-   return isExactly<DtHashlist>(*this);
+   return keyClass == &typeid(key) && isExactly<DtHashlist>(*this) &&
+          !DtBaseHashKey::aStoredKeyChanged.load(std::memory_order_relaxed);
 }
 
-DtList * DtHashlist::bucketAt(unsigned long hash) const
+/// What tells keys of one class apart: the hash, and the mark of a text.
+std::uint64_t DtHashlist::signOf(DtBaseHashKey const & key)
 {
-   std::uint32_t const bits = static_cast<std::uint32_t>(hash);
-   // A constant is divided by faster.
-   return &buckets[bucketCount == theDfltNumBuckets ? bits % theDfltNumBuckets
-                                                    : bits % static_cast<std::uint32_t>(bucketCount)];
+   std::uint64_t const hash = key.DtBaseHashKey::hashValue();
+   std::uint64_t const mark =
+      isExactly<DtStringHashKey>(key) ? static_cast<DtStringHashKey const &>(key).textMark() : 0u;
+   return hash << 16 | mark;
+}
+
+DtHashItem *& DtHashlist::indexAt(std::uint64_t sign) const
+{
+   return index[(sign * 0x9E3779B97F4A7C15u) >> indexShift];
+}
+
+DtHashItem * DtHashlist::find(DtBaseHashKey const & key) const
+{
+   std::uint64_t const sign = signOf(key);
+   DtHashItem * record = indexAt(sign);
+   while (record != nullptr && (record->sign != sign || !areEqual(*record->myKey, key)))
+      record = record->nextInIndex;
+   return record;
+}
+
+void DtHashlist::addToIndex(DtHashItem & record)
+{
+   std::type_info const * const ownClass = ownClassOf(*record.myKey);
+   keyClass = keyList.count() == 1 || keyClass == ownClass ? ownClass : nullptr;
+   if (ownClass == nullptr)
+      return;
+   record.myKey->isStored = true;
+   record.sign = signOf(*record.myKey);
+   DtHashItem *& first = indexAt(record.sign);
+   record.nextInIndex = first;
+   first = &record;
+}
+
+void DtHashlist::removeFromIndex(DtHashItem & record)
+{
+   DtHashItem ** place = &indexAt(record.sign);
+   while (*place != nullptr && *place != &record)
+      place = &(*place)->nextInIndex;
+   if (*place != nullptr)
+      *place = record.nextInIndex;
 }

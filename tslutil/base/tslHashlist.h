@@ -6,6 +6,9 @@
 #include "tslutil/tslutilExport.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <typeinfo>
 
 /// The record that a bucket of a DtHashlist holds: a key and its places in the lists of values and of keys.
 class TSLUTIL_EXPORT DtHashItem
@@ -36,9 +39,15 @@ public:
    static void operator delete(void * memory, std::size_t size) noexcept;
 
 private:
+   friend class DtHashlist;
+
    DtBaseHashKey * myKey;
    DtListItem * myListItem;
    DtListItem * myKeyItem;
+   // For the table's index.
+   std::uint64_t sign;
+   DtHashItem * nextInIndex;
+   DtListItem * bucketItem;
 };
 
 /// Finds untyped values, which may be null, by keys, and keeps both in two plain lists in the order of
@@ -97,8 +106,12 @@ protected:
    virtual DtListItem * bucketItemLookup(DtBaseHashKey const & key) const;
 
 private:
-   bool hasOwnSlots() const;
-   DtList * bucketAt(unsigned long hash) const;
+   bool isIndexed(DtBaseHashKey const & key) const;
+   static std::uint64_t signOf(DtBaseHashKey const & key);
+   DtHashItem * find(DtBaseHashKey const & key) const;
+   DtHashItem *& indexAt(std::uint64_t sign) const;
+   void addToIndex(DtHashItem & record);
+   void removeFromIndex(DtHashItem & record);
    void * drop(DtList & bucket, DtListItem * item);
 
    int bucketCount;
@@ -106,5 +119,8 @@ private:
    DtList * values;
    DtList * buckets;
    DtList keyList;
-   unsigned int foreignKeys;
+   // Beside the buckets, which get long: finds keys as long as all are of one of the library's classes.
+   std::type_info const * keyClass;
+   std::unique_ptr<DtHashItem *[]> index;
+   int indexShift;
 };
