@@ -2,12 +2,13 @@
 #include "tslutil/inet/tslInetSocketMgr.h"
 
 #include "inet/socketKit.h"
+#include "inet/steps.h"
 #include "support/allocations.h"
 #include "support/skip.h"
 #include "support/systemCalls.h"
-#include "support/tsv.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <set>
 #include <sstream>
 #include <unistd.h>
@@ -129,83 +130,72 @@ bool replace(DtInetSocket *, void * manager)
    return all.removeSocketRemovalCallback(note) && all.addSocketRemovalCallback(note, theLetters, -1);
 }
 
-TEST(DtInetSocketMgr, RunsCallbacksByPriorityUntilOneRefuses)
+/// Managers and peers by name, which in braces is a port; "it" is the socket that was added or noted last.
+struct Managers : World
 {
-   DtInetSocketMgr manager;
-   theLog.clear();
-   EXPECT_FALSE(manager.addSocketAdditionCallback(nullptr) || manager.removeSocketAdditionCallback(note));
-   for (auto const & [letter, priority] : {std::pair{2, -5}, {0, 4}, {4, 4}, {5, -1}, {1, 0}, {6, 5}})
-      manager.addSocketAdditionCallback(note, theLetters + letter, priority);
-   manager.addSocketRemovalCallback(note, theLetters + 7);
-   manager.addSocketRemovalCallback(replace, &manager);
-   std::unique_ptr<DtInetSocket> const made(manager.addConnection(loopback()));
-   EXPECT_EQ(theLog, "cbaefg");
-   // Callbacks may change callbacks.
-   for (char const * const expected : {"cbaefgRa", "cbaefgRaa"})
+   // clang-format off
+   Managers()
    {
-      EXPECT_TRUE(manager.removeConnection(loopback()) && theLog == expected) << theLog;
-      EXPECT_EQ(manager.addConnection(made.get()), made.get());
+      verbs["peer"] = [this](auto & row) { return names[row[1]] = std::to_string(peers[row[1]].port()); };
+      verbs["hear"] = [this](auto & row) { return peers.at(row[1]).receive().value_or("nothing"); };
+      always("client", [this](auto & row) { managers[row[1]] = std::make_unique<DtInetSocketMgr>(); });
+      always("server", [this](auto & row) {
+         DtInetEndpoint any = loopback(0, as<DtInetProtocol>(row[2]));
+         managers[row[1]] = std::make_unique<DtInetSocketMgr>(any);
+         names[row[1]] = std::to_string(managers[row[1]]->serverSocket()->localPort());
+      });
+      verbs["end"] = [this](auto & row) { return theLog.clear(), managers.erase(row[1]), theLog; };
+      verbs["ask it"] = [](auto &) { return told(theLast->isOk(), *theLast); };
+      verbs["close it"] = [](auto &) { return told(theLast->closeSocket(), *theLast); };
+      on("add", [this](auto & manager, auto & row) { return added(manager, manager.addConnection(loopback(as<unsigned short>(row[3]), as<DtInetProtocol>(row[2])), as<unsigned short>(row[4]), nullptr, row[5] != "closed", row[5] == "own")); });
+      on("add it", [this](auto & manager, auto &) { return added(manager, manager.addConnection(theLast)); });
+      on("remove", [](auto & manager, auto & row) { return manager.removeConnection(loopback(as<unsigned short>(row[2]))); });
+      on("remove it", [](auto & manager, auto &) { return manager.removeConnection(theLast); });
+      on("count", [](auto & manager, auto &) { return manager.socketList().size(); });
+      on("flags", [](auto & manager, auto &) { return manager.getServerFlags(); });
+      on("process", [](auto & manager, auto &) { return manager.processConnections(); });
+      on("send", [this](auto & manager, auto &) { return manager.sendTo(theLetters, 5, all); });
+      on("note nothing", [](auto & manager, auto &) { return manager.addSocketAdditionCallback(nullptr); });
+      on("note added", [](auto & manager, auto & row) { return manager.addSocketAdditionCallback(note, std::strchr(theLetters, row[2][0]), std::stoi(row[3])); });
+      on("forget added", [](auto & manager, auto &) { return manager.removeSocketAdditionCallback(note, theLetters + 6); });
+      on("note removed", [](auto & manager, auto & row) { return manager.addSocketRemovalCallback(note, std::strchr(theLetters, row[2][0])); });
+      on("replace removed", [](auto & manager, auto &) { return manager.addSocketRemovalCallback(replace, &manager); });
    }
-   // The first with the function comes off, whatever its data. A socket that is refused is closed, and still
-   // there for who has kept its address.
-   EXPECT_TRUE(manager.removeSocketAdditionCallback(note, theLetters + 6));
-   manager.addSocketAdditionCallback(note, theLetters + 8, 2);
-   theLog.clear();
-   EXPECT_TRUE(manager.addConnection(loopback(10)) == nullptr && theLog == "bX") << theLog;
-   EXPECT_EQ(theLast->state(), DtInetSockClosed);
-   EXPECT_TRUE(manager.socketList().size() == 1 && manager.getLastError() == 0);
-}
+   // clang-format on
 
-TEST(DtInetSocketMgr, TellsWhyAConnectionCannotBeAdded)
-{
-   DtInetEndpoint tcp = loopback(0, DtInetProtoTcp), udp = loopback(0);
-   DtInetSocketMgr tcpServer(tcp), udpServer(udp), client;
-   DtInetUdpSocket taken(loopback()), unopened(loopback(), 0, nullptr, DtInetSockFlagsDefault, false);
-   auto const why = [](DtInetSocketMgr & manager)
-   { return std::to_string(manager.getLastError()) + " " + manager.getLastErrorString().stdString(); };
-   std::string const illegal = "10044 Illegal attempt to add a connection from a ";
-   std::tuple<DtInetSocketMgr &, DtInetProtocol, unsigned short, bool, std::string> const rows[] = {
-      {udpServer, DtInetProtoTcp, 0, true, illegal + "UDP socket manager to a TCP endpoint."},
-      {tcpServer, DtInetProtoUdp, 0, true, illegal + "TCP socket manager to a UDP endpoint."},
-      {client, DtInetProtoTcp, 0, false, "0 Failed to create TCP Socket"},
-      {client, DtInetProtoNone, 0, false, "0 Failed to create UDP Socket"},
-      {tcpServer, DtInetProtoNone, tcpServer.serverSocket()->localPort(), true,
-       "10048 Failed to create TCP Socket"}};
-   for (auto const & [manager, protocol, localPort, openNow, text] : rows)
+   /// Adds a verb that does something to a manager. It tells the answer, in brackets what was noted, and the
+   /// error.
+   template<class Call>
+   void on(std::string const & verb, Call const & call)
    {
-      EXPECT_EQ(manager.addConnection(loopback(9, protocol), localPort, nullptr, openNow), nullptr);
-      EXPECT_EQ(why(manager), text);
+      verbs[verb] = [this, call](Fields const & row)
+      {
+         DtInetSocketMgr & manager = *managers.at(row[1]);
+         theLog.clear();
+         manager.clearError();
+         std::ostringstream text;
+         text << call(manager, row);
+         text << " [" << theLog << "] " << manager.getLastError();
+         std::string const error = manager.getLastErrorString().stdString();
+         return text.str() + (error.empty() ? "" : " " + error);
+      };
    }
-   EXPECT_EQ(client.addConnection(&unopened), nullptr);
-   EXPECT_EQ(why(client), "10022 Socket not in proper state to add to the managed list");
-   client.clearError();
-   EXPECT_TRUE(client.addConnection(&taken) == &taken && client.addConnection(&taken) == nullptr);
-   EXPECT_TRUE(client.socketList().size() == 1 && why(client) == "0 ");
-   EXPECT_TRUE(client.getServerFlags() == 3267 && client.processConnections() == 0);
-}
+   char const * added(DtInetSocketMgr & manager, DtInetSocket * socket)
+   {
+      if (socket == nullptr || (theLast = socket) == manager.serverSocket())
+         return socket == nullptr ? "none" : "server";
+      return made.try_emplace(socket, socket).second ? "new" : "known";
+   }
 
-TEST(DtInetSocketMgr, LendsItsUdpServerToPeersAndKeepsIt)
-{
-   LoopbackPeer one, two;
-   DtInetEndpoint any = loopback(0);
-   std::unique_ptr<DtInetSocket> own;
+   std::map<DtInetSocket *, std::unique_ptr<DtInetSocket>> made;
+   std::map<std::string, std::unique_ptr<DtInetSocketMgr>> managers;
+   std::map<std::string, LoopbackPeer> peers;
    std::vector<DtInetEndpoint *> all;
-   theLog.clear();
-   {
-      DtInetSocketMgr manager(any);
-      manager.addSocketAdditionCallback(note, theLetters);
-      DtInetSocket * const server = manager.serverSocket();
-      for (LoopbackPeer const * peer : {&one, &two})
-         EXPECT_EQ(manager.addConnection(loopback(peer->port(), DtInetProtoNone)), server);
-      EXPECT_EQ(manager.sendTo(theLetters, 5, all), 5);
-      EXPECT_EQ(one.receive().value_or("") + two.receive().value_or(""), "abcdeabcde");
-      EXPECT_TRUE(manager.removeConnection(server) && server->isOk());
-      manager.addSocketRemovalCallback(note, theLetters + 7);
-      own.reset(manager.addConnection(loopback(one.port()), 0, nullptr, true, true));
-      EXPECT_EQ(manager.processConnections(), 0);
-   }
-   EXPECT_EQ(theLog, "aR");
-   EXPECT_EQ(own->state(), DtInetSockConnected);
+};
+
+TEST(DtInetSocketMgr, DoesAndTellsWhatItsScenariosSay)
+{
+   runSteps<Managers>("inet/managers.tsv");
 }
 
 bool destroy(DtInetSocket * socket, void * count)
