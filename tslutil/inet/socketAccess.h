@@ -56,6 +56,12 @@ struct SocketAccess
       return socket.myCallbacks[type];
    }
 
+   // Of sockets that are of the library's own classes, which don't override these, without a virtual call.
+
+   static DtInetSockState state(DtInetSocket const & socket) { return socket.myState; }
+   static unsigned long flags(DtInetSocket const & socket) { return socket.myFlags; }
+   static bool isNonBlocking(DtInetSocket const & socket) { return socket.myNonBlocking; }
+
    static void countReceived(DtInetSocket & socket, int bytes) { socket.countReceived(bytes); }
 
    /// Encloses a run of callbacks: what they remove is freed when the outermost run is over.

@@ -87,16 +87,18 @@ struct DtInetTcpSocketImpl
 
    DtInetTcpSocket & owner;
    tsl::IoService service;
-   std::optional<tsl::StreamSocket> socket;
    std::optional<tsl::ListeningSocket> acceptor;
-   std::unique_ptr<tsl::Engine<Tcp>> engine;
+   std::optional<tsl::StreamSocket> socket;
 
-   /// The family that a listener listens on; 0 of others.
-   DtInetUtils::DtInetAddrFamily family = DtInetUtils::DtInetFamilyUnspecified;
-   bool keepsReuse = false;
-   bool isReuseAsked = false;
+   // With what the socket needs for every call close in front.
+
    /// Whether a receive low watermark was set, also one that a listener has passed on.
    bool hasWatermark = false;
+   bool keepsReuse = false;
+   bool isReuseAsked = false;
+   /// The family that a listener listens on; 0 of others.
+   DtInetUtils::DtInetAddrFamily family = DtInetUtils::DtInetFamilyUnspecified;
+   std::unique_ptr<tsl::Engine<Tcp>> engine;
 };
 
 namespace tsl

@@ -3,6 +3,7 @@
 
 #include "tslutil/inet/errorNumbers.h"
 #include "tslutil/inet/socketMgrImpl.h"
+#include "tslutil/inet/tcpSocketImpl.h"
 #include "tslutil/platform/readiness.h"
 
 #include <algorithm>
@@ -192,13 +193,12 @@ bool DtInetSocketMgr::preparePendingAccept()
 // accept once, which prepares it.
 bool DtInetSocketMgr::nobodyWaits()
 {
+   typedef tsl::SocketAccess Access;
    DtInetTcpSocket & server = *myImpl->tcpServer;
    DtInetTcpSocket & pending = *myImpl->pendingAccept;
-   bool const isPrepared = pending.state() == DtInetSockCreated || typeid(pending) == typeid(DtInetTcpSocket);
-   if (!isPrepared || server.state() != DtInetSockListening || !server.isNonBlocking())
-      return false;
-   auto const listener = static_cast<tsl::platform::SocketHandle>(server.descriptor());
-   return tsl::platform::countIdle(&listener, 1) == 1;
+   bool const isPrepared = typeid(pending) == typeid(DtInetTcpSocket) || pending.state() == DtInetSockCreated;
+   return isPrepared && Access::state(server) == DtInetSockListening && Access::isNonBlocking(server) &&
+          tsl::platform::isIdle(tsl::TcpSocketAccess::impl(server).handle());
 }
 
 DtInetSocket * DtInetSocketMgr::addConnection(DtInetSocket const * socket)

@@ -9,6 +9,8 @@
 #include <iterator>
 #include <typeinfo>
 
+using tsl::platform::noSocket;
+using tsl::platform::SocketHandle;
 using tsl::platform::theMaxAsked;
 
 namespace
@@ -40,20 +42,25 @@ bool wouldCallBack(DtInetSocket & socket, unsigned long flags)
           tsl::runsCallbacks(socket, DtInetSockPostReceive, flags, DtInetSockSkipPostCallbacks);
 }
 
-// Whether a receive that the system has nothing for would do nothing else than find that out. So it is with
-// the library's own classes, connected or open, non-blocking and without a background thread.
-bool mayBeIdle(DtInetSocket & socket, Wanted const & wanted)
+// The socket to ask the system about, if a receive that the system has nothing for would do nothing else than
+// find that out. So it is with the library's own classes, connected or open, non-blocking and without
+// a background thread. Otherwise none.
+SocketHandle askable(DtInetSocket & socket, Wanted const & wanted)
 {
+   typedef tsl::SocketAccess Access;
    bool const isTcp = isStream(socket);
    if (wanted.room == 0 || (!isTcp && typeid(socket) != typeid(DtInetUdpSocket)))
-      return false;
+      return noSocket;
+   DtInetSockState const state = Access::state(socket);
+   if ((state != DtInetSockConnected && (state != DtInetSockOpen || isTcp)) ||
+       !Access::isNonBlocking(socket) || (Access::flags(socket) & DtInetSockFlagAsyncReceive) != 0 ||
+       (wanted.isChain && wouldCallBack(socket, wanted.flags)))
+      return noSocket;
+   if (!isTcp)
+      return static_cast<SocketHandle>(socket.descriptor());
    // The system is silent about bytes below the watermark, which a receive would deliver.
-   if (isTcp && tsl::TcpSocketAccess::impl(static_cast<DtInetTcpSocket &>(socket)).hasWatermark)
-      return false;
-   DtInetSockState const state = socket.state();
-   return (state == DtInetSockConnected || (state == DtInetSockOpen && !isTcp)) && socket.isNonBlocking() &&
-          (socket.flags() & DtInetSockFlagAsyncReceive) == 0 &&
-          !(wanted.isChain && wouldCallBack(socket, wanted.flags));
+   DtInetTcpSocketImpl const & stream = tsl::TcpSocketAccess::impl(static_cast<DtInetTcpSocket &>(socket));
+   return stream.socket && !stream.hasWatermark ? stream.socket->handle() : noSocket;
 }
 
 // The first entry from `entry` on that has to be read. The others are passed over, as the system tells of
@@ -62,18 +69,23 @@ Iterator passOverIdle(Iterator entry, Iterator const last, DtInetEndpoint & from
 {
    for (std::size_t most = theFirstAsked;; most = std::min(most * 4, theMaxAsked))
    {
-      tsl::platform::SocketHandle asked[theMaxAsked];
+      if (entry == last || askable(*entry->second, wanted) == noSocket)
+         return entry;
+      // First the entries and then their sockets: so the processor waits for many of them at once.
+      Iterator entries[theMaxAsked + 1];
       std::size_t count = 0;
-      for (Iterator next = entry; count < most && next != last && mayBeIdle(*next->second, wanted); ++next)
-         asked[count++] = static_cast<tsl::platform::SocketHandle>(next->second->descriptor());
+      for (entries[0] = entry; count < most && entries[count] != last; ++count)
+         entries[count + 1] = std::next(entries[count]);
+      SocketHandle asked[theMaxAsked];
+      for (std::size_t i = 0; i < count; ++i)
+         asked[i] = askable(*entries[i]->second, wanted);
       std::size_t const idle = tsl::platform::countIdle(asked, count);
-      DtInetSocket * passed = nullptr;
-      for (std::size_t i = 0; i < idle; ++i, ++entry)
-         if (isStream(*entry->second))
-            passed = entry->second;
-      if (passed != nullptr)
-         from = passed->destination();
-      if (idle < most)
+      entry = entries[idle];
+      auto const passed = std::find_if(std::make_reverse_iterator(entries + idle), std::rend(entries),
+                                       [](Iterator const & one) { return isStream(*one->second); });
+      if (passed != std::rend(entries))
+         from = (*passed)->second->destination();
+      if (idle < count)
          return entry;
    }
 }

@@ -17,4 +17,7 @@ constexpr std::size_t theMaxAsked = 256;
 /// known don't count, noSocket among them.
 std::size_t countIdle(SocketHandle const * sockets, std::size_t count);
 
+/// Whether this one certainly has nothing to say.
+bool isIdle(SocketHandle socket);
+
 } // namespace tsl::platform
