@@ -64,8 +64,8 @@ TEST(DtInetSocketCallbacks, StandInTheOrderOfTheirPriorityAndGoOneAtATime)
    auto const remove = [&](DtInetSocketProcessingCb callback, int type = DtInetSockPreSend)
    { return socket.removeProcessingCallback(DtInetSockProcessingType(type), callback); };
    EXPECT_TRUE(add(note<'a'>, -1) && add(note<'b'>, 5) && add(note<'c'>, 2) && add(note<'d'>, -7));
-   EXPECT_TRUE(add(note<'e'>, 5) && add(note<'b'>, 1));
-   EXPECT_EQ(keysAndCalls(socket), "0 1 2 5 5 6 abcbed");
+   EXPECT_TRUE(add(note<'e'>, 5) && add(note<'b'>, 0));
+   EXPECT_EQ(keysAndCalls(socket), "0 0 2 5 5 6 abcbed");
    EXPECT_TRUE(remove(note<'b'>));
    EXPECT_EQ(keysAndCalls(socket), "0 2 5 5 6 acbed");
    EXPECT_TRUE(remove(note<'b'>) && !remove(note<'b'>));
