@@ -4,19 +4,13 @@
 #include <dlfcn.h>
 #include <netdb.h>
 
-namespace
-{
-
-auto const askSystem = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
-
-} // namespace
-
 HostTable * HostTable::current = nullptr;
 
 // Stands ahead of the system's own for the whole program, the library included.
 extern "C" int getaddrinfo(char const * host, char const * service, addrinfo const * hints,
                            addrinfo ** result)
 {
+   static auto const askSystem = reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
    HostTable * const table = HostTable::current;
    if (table == nullptr || host == nullptr || (hints->ai_flags & AI_NUMERICHOST) != 0)
       return askSystem(host, service, hints, result);

@@ -21,11 +21,6 @@ Name named(std::string const & address, unsigned short port)
    return {boost::asio::ip::make_address(address), port};
 }
 
-void must(long result, char const * what)
-{
-   EXPECT_GE(result, 0) << what << ": " << std::strerror(errno);
-}
-
 } // namespace
 
 LoopbackPeer::LoopbackPeer(std::string const & address, unsigned short port)
@@ -35,7 +30,7 @@ LoopbackPeer::LoopbackPeer(std::string const & address, unsigned short port)
    descriptor = socket(isIpv6 ? AF_INET6 : AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
    int const on = 1;
    setsockopt(descriptor, SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
-   must(bind(descriptor, name.data(), static_cast<socklen_t>(name.size())), "bind");
+   EXPECT_EQ(bind(descriptor, name.data(), static_cast<socklen_t>(name.size())), 0) << std::strerror(errno);
 }
 
 LoopbackPeer::~LoopbackPeer()
@@ -47,7 +42,7 @@ unsigned short LoopbackPeer::port() const
 {
    Name name;
    socklen_t size = static_cast<socklen_t>(name.capacity());
-   must(getsockname(descriptor, name.data(), &size), "getsockname");
+   EXPECT_EQ(getsockname(descriptor, name.data(), &size), 0);
    return name.port();
 }
 
@@ -57,13 +52,14 @@ void LoopbackPeer::send(std::string const & bytes, std::string const & address, 
    if (!leavingBy.empty())
    {
       ip_mreqn const by{{}, {}, static_cast<int>(if_nametoindex(leavingBy.c_str()))};
-      must(isIpv6 ? setsockopt(descriptor, IPPROTO_IPV6, IPV6_MULTICAST_IF, &by.imr_ifindex, sizeof(int))
-                  : setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &by, sizeof by),
-           "multicast interface");
+      EXPECT_EQ(isIpv6 ? setsockopt(descriptor, IPPROTO_IPV6, IPV6_MULTICAST_IF, &by.imr_ifindex, sizeof(int))
+                       : setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &by, sizeof by),
+                0);
    }
    Name const to = named(address, port);
-   must(sendto(descriptor, bytes.data(), bytes.size(), 0, to.data(), static_cast<socklen_t>(to.size())),
-        "sendto");
+   auto const sent =
+      sendto(descriptor, bytes.data(), bytes.size(), 0, to.data(), static_cast<socklen_t>(to.size()));
+   EXPECT_EQ(sent, static_cast<ssize_t>(bytes.size())) << std::strerror(errno);
 }
 
 std::optional<std::string> LoopbackPeer::receive(double seconds)
@@ -88,9 +84,8 @@ void LoopbackPeer::join(std::string const & group, std::string const & interface
    group_req request{};
    request.gr_interface = if_nametoindex(interfaceName.c_str());
    std::memcpy(&request.gr_group, name.data(), name.size());
-   must(
-      setsockopt(descriptor, isIpv6 ? IPPROTO_IPV6 : IPPROTO_IP, MCAST_JOIN_GROUP, &request, sizeof request),
-      "join");
+   int const level = isIpv6 ? IPPROTO_IPV6 : IPPROTO_IP;
+   EXPECT_EQ(setsockopt(descriptor, level, MCAST_JOIN_GROUP, &request, sizeof request), 0);
 }
 
 unsigned short unusedPort()

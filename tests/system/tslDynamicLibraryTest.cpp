@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/system/tslDynamicLibrary.h"
 
-#include "support/temporaryFolder.h"
+#include "support/tsv.h"
+#include "system/workFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -29,23 +30,16 @@ TEST(DtDynamicLibrary, FindsWhatTheLibraryItselfDefines)
 
 TEST(DtDynamicLibrary, TellsWhyNothingWasLoaded)
 {
-   TemporaryFolder const folder;
+   WorkFolder const folder;
    folder.write("text.so", "This is no library, but as long as the header of one would have to be.........");
    folder.write("empty.so", "");
-   ASSERT_EQ(mkdir(folder.path("folder.so").c_str(), 0700), 0);
-   ASSERT_EQ(mkfifo(folder.path("pipe.so").c_str(), 0600), 0);
-   // clang-format off
-   std::tuple<std::string, bool, char const *> const rows[] = {
-      {folder.path("text"), true, "193"}, {folder.path("text.so"), false, "193"}, {folder.path("text.so"), true, "126"},
-      {folder.path("empty"), true, "193"}, {folder.path("folder"), true, "126"}, {folder.path("pipe"), true, "126"},
-      {folder.path("absent"), true, "126"}, {"libNoSuchLibrary", true, "126"}, {"", false, "126"}};
-   // clang-format on
-   for (auto const & [name, addExtension, number] : rows)
+   ASSERT_TRUE(mkdir("folder.so", 0700) == 0 && mkfifo("pipe.so", 0600) == 0);
+   for (Fields const & row : tableOf("system/libraries.tsv"))
    {
-      std::unique_ptr<DtDynamicLibrary> const library(DtDynamicLibrary::create(name, addExtension));
-      EXPECT_EQ(library->libraryName(), DtString(name + (addExtension ? ".so" : "")));
+      std::unique_ptr<DtDynamicLibrary> const library(DtDynamicLibrary::create(row[0], !row[1].empty()));
+      EXPECT_EQ(library->libraryName(), DtString(row[0] + row[1]));
       EXPECT_TRUE(!library->isValid() && library->procAddress("malloc") == nullptr);
-      EXPECT_EQ(library->error(), "LoadLibrary returned NULL (Error: " + std::string(number) + ")")
+      EXPECT_EQ(library->error(), "LoadLibrary returned NULL (Error: " + row[2] + ")")
          << "without a library the complaint stays";
    }
 }

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <new>
 #include <thread>
 #include <vector>
@@ -40,12 +39,10 @@ TEST(DtLockfreeQueue, HoldsItsCapacityForAllHandlesWithoutAllocating)
    }
 }
 
-/// QUEUE_POINTERS=10000000 makes it the long run.
 TEST(DtLockfreeQueue, CarriesPointersBetweenTwoThreadsInOrder)
 {
-   char const * const wish = std::getenv("QUEUE_POINTERS");
    // What a pointer refers to is written ahead of the push and read behind the pop.
-   std::vector<std::size_t> objects(wish != nullptr ? std::strtoull(wish, nullptr, 10) : 50000);
+   std::vector<std::size_t> objects(50000);
    DtLockfreeQueueImpl queue(1000);
    auto const produce = [&]
    {

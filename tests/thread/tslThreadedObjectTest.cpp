@@ -11,7 +11,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <future>
@@ -57,7 +56,7 @@ struct OpenThread : DtThread
 
 struct ThreadKit : testing::Test
 {
-   Watchdog const watchdog{std::getenv("TSLUTIL_TEST_THREADS") != nullptr ? 3600.0 : 60.0};
+   Watchdog const watchdog;
    boost::shared_ptr<Body> body{boost::make_shared<Body>()};
    DtThreadedObject object{body};
 };
@@ -183,11 +182,10 @@ void startMany(boost::shared_ptr<Body> const & body, int count)
 // A thread that isn't given back keeps its stack in the address space, of eight MiB.
 TEST_F(ThreadKit, GivesAllThreadsBack)
 {
-   char const * const wanted = std::getenv("TSLUTIL_TEST_THREADS");
    body->released = true;
    startMany(body, 300);
    double const before = addressSpace();
-   startMany(body, wanted != nullptr ? std::atoi(wanted) : 300);
+   startMany(body, 300);
    EXPECT_LT(addressSpace(), before + 600.0);
    EXPECT_TRUE(eventually([&] { return body.use_count() == 2; }));
 }
