@@ -77,10 +77,18 @@ Transfer DatagramSocket::sendNamed(DtInetEndpoint const & to, Send const & send)
    if (int const error = platform::checkPeer(name))
       return {0, error};
    // A connected socket needs no name; but whoever has the Boost socket may have connected it otherwise.
-   if (myPeer.size == size && !hasBoostSocket() && SocketName(name, size) == myPeer)
-      return whenWritable([&] { return send(nullptr, 0, 0); });
-   Transfer const sent = whenWritable([&] { return send(name, size, 0); });
-   if (sent.error == 0 || !platform::lacksInterface(sent.error, name))
+   bool const isPeer = myPeer.size == size && !hasBoostSocket() && SocketName(name, size) == myPeer;
+   sockaddr const * const needed = isPeer ? nullptr : name;
+   Transfer const sent = send(needed, isPeer ? 0 : size, 0);
+   return sent.error == 0 ? sent : sendAgain(sent, needed, size, send);
+}
+
+template<class Send>
+[[gnu::cold]] Transfer DatagramSocket::sendAgain(Transfer const & first, sockaddr const * name,
+                                                 std::size_t size, Send const & send)
+{
+   Transfer const sent = whenWritable(first, [&] { return send(name, name == nullptr ? 0 : size, 0); });
+   if (sent.error == 0 || name == nullptr || !platform::lacksInterface(sent.error, name))
       return sent;
    std::uint32_t const interfaceIndex = defaultInterface(name);
    return interfaceIndex == 0 ? sent : send(name, size, interfaceIndex);
@@ -137,9 +145,11 @@ std::uint32_t DatagramSocket::defaultInterface(sockaddr const * to)
    return known;
 }
 
-Transfer DatagramSocket::receive(void * data, std::size_t size, SocketName * from)
+// Stands apart to keep the way of a datagram that is there short.
+Transfer DatagramSocket::receiveAgain(Transfer const & first, void * data, std::size_t size,
+                                      SocketName * from)
 {
-   return whenReadable([&] { return platform::receiveDatagram(handle(), data, size, from); });
+   return whenReadable(first, [&] { return platform::receiveDatagram(handle(), data, size, from); });
 }
 
 Transfer DatagramSocket::receive(DtInetSockChain const & chain, SocketName * from)

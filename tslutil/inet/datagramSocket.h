@@ -57,13 +57,22 @@ public:
    platform::Transfer sendBatch(platform::Datagram const * datagrams, std::size_t count);
 
    /// Receives one datagram and, unless `from` is null, its sender. A larger one than the memory is an error.
-   platform::Transfer receive(void * data, std::size_t size, platform::SocketName * from);
+   platform::Transfer receive(void * data, std::size_t size, platform::SocketName * from)
+   {
+      platform::Transfer const got = platform::receiveDatagram(handle(), data, size, from);
+      return got.error == 0 ? got : receiveAgain(got, data, size, from);
+   }
    /// The same into the first 64 vectors of a chain.
    platform::Transfer receive(DtInetSockChain const & chain, platform::SocketName * from);
 
 private:
+   [[gnu::cold]] platform::Transfer receiveAgain(platform::Transfer const & first, void * data,
+                                                 std::size_t size, platform::SocketName * from);
    template<class Send>
    platform::Transfer sendNamed(DtInetEndpoint const & to, Send const & send);
+   template<class Send>
+   platform::Transfer sendAgain(platform::Transfer const & first, sockaddr const * name, std::size_t size,
+                                Send const & send);
    std::uint32_t defaultInterface(sockaddr const * to);
 
    // The peer of a connected socket; of size 0 without one.

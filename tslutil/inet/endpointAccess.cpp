@@ -7,6 +7,8 @@
 #include <cstring>
 #include <new>
 
+static_assert(sizeof(sockaddr_in6) == sizeof tsl::platform::SocketName::bytes, "a name fills its room");
+
 namespace
 {
 
@@ -63,7 +65,16 @@ int compare(sockaddr const * left, sockaddr const * right)
    return compareIpv6(copyOf<sockaddr_in6>(left), copyOf<sockaddr_in6>(right));
 }
 
-/// Whether both endpoints have a name of a protocol and their order holds.
+/// Whether names are the same endpoint's.
+bool isSame(sockaddr const * left, sockaddr const * right)
+{
+   if (left->sa_family != AF_INET)
+      return compare(left, right) == 0;
+   // An IPv4 name is this short, and most are.
+   return std::memcmp(left, right, offsetof(sockaddr_in, sin_zero)) == 0;
+}
+
+/// Whether both endpoints have a name of a protocol, and a comparison of these holds.
 template<class Holds>
 bool compareNames(DtInetEndpoint const & left, DtInetEndpoint const & right, DtInetProtocol protocol,
                   Holds const & holds)
@@ -71,7 +82,7 @@ bool compareNames(DtInetEndpoint const & left, DtInetEndpoint const & right, DtI
    std::size_t size = 0;
    sockaddr const * const leftName = tsl::EndpointAccess::systemName(left, protocol, size);
    sockaddr const * const rightName = tsl::EndpointAccess::systemName(right, protocol, size);
-   return leftName != nullptr && rightName != nullptr && holds(compare(leftName, rightName));
+   return leftName != nullptr && rightName != nullptr && holds(leftName, rightName);
 }
 
 /// Address and port of a name; of telling size 0, the IPv4 any-address and port 0.
@@ -119,6 +130,8 @@ sockaddr const * EndpointAccess::systemName(DtInetEndpoint const & endpoint, DtI
 
 void EndpointAccess::setSender(DtInetEndpoint & from, sockaddr const * sender, std::size_t size)
 {
+   static_assert(theIpv4NameSize == sizeof(sockaddr_in) &&
+                 theIpv4TellingSize == offsetof(sockaddr_in, sin_zero));
    std::size_t const telling = tellingSize(sender, size);
    if (from.isSender && telling != 0 && std::memcmp(from.myUdpEndpoint, sender, telling) == 0)
       return;
@@ -139,12 +152,14 @@ DtInetEndpoint EndpointAccess::endpointOf(sockaddr const * name, std::size_t siz
 
 bool EndpointAccess::equal(DtInetEndpoint const & left, DtInetEndpoint const & right)
 {
-   return compareNames(left, right, left.myProtocol, [](int order) { return order == 0; });
+   return compareNames(left, right, left.myProtocol, isSame);
 }
 
 bool EndpointAccess::less(DtInetEndpoint const & left, DtInetEndpoint const & right)
 {
-   return compareNames(left, right, left.myProtocol, [](int order) { return order < 0; });
+   auto const isLess = [](sockaddr const * leftName, sockaddr const * rightName)
+   { return compare(leftName, rightName) < 0; };
+   return compareNames(left, right, left.myProtocol, isLess);
 }
 
 } // namespace tsl

@@ -199,27 +199,41 @@ public:
    template<class Call>
    platform::Transfer whenReadable(Call const & call) const
    {
-      return whenReady(call, platform::waitUntilReadable);
+      return whenReadable(call(), call);
    }
    template<class Call>
    platform::Transfer whenWritable(Call const & call) const
    {
-      return whenReady(call, platform::waitUntilWritable);
+      return whenWritable(call(), call);
+   }
+
+   /// The same for a call that has been made already.
+   template<class Call>
+   platform::Transfer whenReadable(platform::Transfer const & first, Call const & call) const
+   {
+      return whenReady(first, call, platform::waitUntilReadable);
+   }
+   template<class Call>
+   platform::Transfer whenWritable(platform::Transfer const & first, Call const & call) const
+   {
+      return whenReady(first, call, platform::waitUntilWritable);
    }
 
 private:
    template<class Call>
-   platform::Transfer whenReady(Call const & call, int (*wait)(platform::SocketHandle)) const
+   platform::Transfer whenReady(platform::Transfer done, Call const & call,
+                                int (*wait)(platform::SocketHandle)) const
    {
-      for (;;)
+      while (done.error != 0 && hasToWait(done.error))
       {
-         platform::Transfer const done = call();
-         if (done.error == 0 || !platform::isWouldBlock(done.error) || isNonBlocking())
-            return done;
          if (int const error = wait(handle()))
             return {0, error};
+         done = call();
       }
+      return done;
    }
+
+   [[gnu::cold]] bool hasToWait(int error) const { return platform::isWouldBlock(error) && !isNonBlocking(); }
 
    int assign(platform::SocketHandle opened)
    {

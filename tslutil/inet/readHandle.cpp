@@ -3,21 +3,18 @@
 
 #include "tslutil/platform/event.h"
 
-#include <atomic>
 #include <cstdint>
 #include <mutex>
 
 namespace tsl
 {
 
+// The one event of the process, never closed: sockets of any thread may signal it.
+std::atomic<int> theReadEvent(theQuietEvent);
+
 namespace
 {
 
-constexpr int theNone = -1;
-
-// The one event of the process, never closed: sockets of any thread may signal it.
-std::atomic<int> theEvent(theNone);
-std::atomic<bool> isSignalled(false);
 std::mutex theMaking;
 
 } // namespace
@@ -25,23 +22,20 @@ std::mutex theMaking;
 void * readHandle()
 {
    std::lock_guard<std::mutex> const lock(theMaking);
-   if (theEvent.load() == theNone)
+   if (theReadEvent.load() < 0)
    {
-      theEvent.store(platform::makeEvent());
-      if (theEvent.load() != theNone && isSignalled.exchange(false))
-         platform::signalEvent(theEvent.load());
+      int const made = platform::makeEvent();
+      if (made >= 0 && theReadEvent.exchange(made) == theDueEvent)
+         platform::signalEvent(made);
    }
-   int const event = theEvent.load();
-   return event == theNone ? nullptr : reinterpret_cast<void *>(static_cast<std::intptr_t>(event));
+   int const event = theReadEvent.load();
+   return event < 0 ? nullptr : reinterpret_cast<void *>(static_cast<std::intptr_t>(event));
 }
 
-// The order matters: whoever makes the event looks at the flag behind it.
-void signalReadHandle()
+void signalReadEvent()
 {
-   if (theEvent.load() == theNone && !isSignalled.load())
-      isSignalled.store(true);
-   int const event = theEvent.load();
-   if (event != theNone)
+   int event = theQuietEvent;
+   if (!theReadEvent.compare_exchange_strong(event, theDueEvent) && event != theDueEvent)
       platform::signalEvent(event);
 }
 

@@ -109,8 +109,7 @@ DtInetEndpoint::~DtInetEndpoint() = default;
 // Bundles tell the same sender time and again.
 bool DtInetEndpoint::isSameSender(DtInetEndpoint const & other) const
 {
-   return isSender && other.isSender &&
-          std::memcmp(myUdpEndpoint, other.myUdpEndpoint, stored<udp::endpoint>(myUdpEndpoint).size()) == 0;
+   return tsl::EndpointAccess::haveSameSender(*this, other);
 }
 
 // An endpoint that only the target has stays, on purpose.

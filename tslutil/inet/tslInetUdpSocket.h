@@ -129,6 +129,8 @@ protected:
    void setSecondUdpSocket(void * socket);
 
 private:
+   friend class DtDisSocket;
+
    bool takeDeviceAddresses();
    int openAndBind();
    void setOpeningOptions();
@@ -137,10 +139,17 @@ private:
 
    bool maySend(char const * operation, DtInetEndpoint & to);
    DtInetEndpoint & target(DtInetEndpoint & to);
-   Failure refuseSend(char const * operation, DtInetEndpoint & to, int error);
+   DtInetSockRcvStatus receivePiece(char * data, std::size_t size, DtInetEndpoint & from);
+
+   // What goes wrong stands apart, to keep the ways of what goes well short.
+
+   [[gnu::cold]] Failure failSend(int code, char const * operation, char const * reason);
+   [[gnu::cold]] Failure refuseSend(char const * operation, DtInetEndpoint & to, int error);
    bool isNothingYet(int number) const;
-   DtInetSockRcvStatus failedReceive(char const * operation, int error);
-   DtInetSockRcvStatus refuseReceive(char const * operation, int error);
+   [[gnu::cold]] DtInetSockRcvStatus failedReceive(char const * operation, int error);
+   [[gnu::cold]] DtInetSockRcvStatus failedPieceReceive(int error);
+   [[gnu::cold]] DtInetSockRcvStatus failedChainReceive(char const * operation, int error, bool wantsSender);
+   [[gnu::cold]] DtInetSockRcvStatus refuseReceive(char const * operation, int error);
 
    struct ChainSend;
    struct ChainReceive;

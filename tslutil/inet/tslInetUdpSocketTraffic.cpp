@@ -16,6 +16,8 @@ namespace
 {
 
 char const theChainSend[] = "DtInetUdpSocket::sendChain()/sendChainTo()";
+char const theNoDestinationReason[] = ": Error - no default destination set.";
+char const theChainReceiveFrom[] = "DtInetUdpSocket::recvToChainFrom()";
 
 } // namespace
 
@@ -38,27 +40,17 @@ struct DtInetUdpSocket::ChainSend
    char const * operation;
 };
 
-// What is special in a chain receive of UDP: on a blocking socket a failed read is a receive of nothing.
+// What is special in a chain receive of UDP.
 struct DtInetUdpSocket::ChainReceive
 {
    Transfer read() { return socket.myImpl->receive(socket.myFlags, wantsSender ? &sender : nullptr, chain); }
 
-   DtInetSockRcvStatus failed(int error)
-   {
-      if (tsl::platform::isWouldBlock(error))
-         return DtInetSockRcvNothing;
-      int const number = tsl::datagramErrorNumber(error);
-      if (number == theNoBuffers)
-         return DtInetSockRcvNoRoom;
-      if (!socket.myNonBlocking || socket.isNothingYet(number) || (wantsSender && number == theReset))
-         return DtInetSockRcvNothing;
-      return socket.refuseReceive(operation, error);
-   }
+   DtInetSockRcvStatus failed(int error) { return socket.failedChainReceive(operation, error, wantsSender); }
 
    void tellSender()
    {
       if (wantsSender)
-         tsl::EndpointAccess::setSender(from, sender.size == 0 ? nullptr : sender.data(), sender.size);
+         tsl::EndpointAccess::setSender(from, sender);
    }
 
    DtInetUdpSocket & socket;
@@ -69,20 +61,43 @@ struct DtInetUdpSocket::ChainReceive
    SocketName sender;
 };
 
+DtInetSocket::Failure DtInetUdpSocket::failSend(int code, char const * operation, char const * reason)
+{
+   return fail(code, DtString(operation) + reason);
+}
+
 int DtInetUdpSocket::send(char * data, std::size_t size, unsigned long flags)
 {
    if (!myDestination.isOk())
-      return fail(theNoDestination,
-                  DtString("DtInetUdpSocket::send(): ") + "Error - no default destination set.");
+      return failSend(theNoDestination, "DtInetUdpSocket::send()", theNoDestinationReason);
    return sendTo(data, size, myDestination, flags);
 }
 
 int DtInetUdpSocket::sendChain(DtInetSockChain & chain, unsigned long flags)
 {
    if (!myDestination.isOk())
-      return fail(theNoDestination,
-                  DtString("DtInetUdpSocket::sendChain(): ") + "Error - no default destination set.");
+      return failSend(theNoDestination, "DtInetUdpSocket::sendChain()", theNoDestinationReason);
    return sendChainTo(chain, myDestination, flags);
+}
+
+// Whether the socket may send to an endpoint, which becomes UDP if it has no protocol.
+inline bool DtInetUdpSocket::maySend(char const * operation, DtInetEndpoint & to)
+{
+   if ((myFlags & (DtInetSockFlagSend | DtInetSockFlagAsyncSend)) == 0)
+      return failSend(theNotSupported, operation, ": Socket not initialized for sending.");
+   if (myState == DtInetSockConnected)
+      return true;
+   if (to.isTcp())
+      return failSend(theNotSupported, "DtInetUdpSocket::sendTo()", ": endpoint is a TCP endpoint");
+   if (to.protocol() == DtInetProtoNone)
+      to.setProtocol(DtInetProtoUdp);
+   return true;
+}
+
+// A connected socket sends to its destination, whatever the caller names.
+inline DtInetEndpoint & DtInetUdpSocket::target(DtInetEndpoint & to)
+{
+   return myState == DtInetSockConnected ? myDestination : to;
 }
 
 int DtInetUdpSocket::sendTo(char * data, std::size_t size, DtInetEndpoint & to, unsigned long)
@@ -103,26 +118,6 @@ int DtInetUdpSocket::sendChainTo(DtInetSockChain & chain, DtInetEndpoint & to, u
       return -1;
    return tsl::sendChain(*this, chain, to, flags,
                          ChainSend{*this, chain, to, "DtInetUdpSocket::sendChain()/sendChainTo(): "});
-}
-
-// Whether the socket may send to an endpoint, which becomes UDP if it has no protocol.
-bool DtInetUdpSocket::maySend(char const * operation, DtInetEndpoint & to)
-{
-   if ((myFlags & (DtInetSockFlagSend | DtInetSockFlagAsyncSend)) == 0)
-      return fail(theNotSupported, DtString(operation) + ": Socket not initialized for sending.");
-   if (myState == DtInetSockConnected)
-      return true;
-   if (to.isTcp())
-      return fail(theNotSupported, "DtInetUdpSocket::sendTo(): endpoint is a TCP endpoint");
-   if (to.protocol() == DtInetProtoNone)
-      to.setProtocol(DtInetProtoUdp);
-   return true;
-}
-
-// A connected socket sends to its destination, whatever the caller names.
-DtInetEndpoint & DtInetUdpSocket::target(DtInetEndpoint & to)
-{
-   return myState == DtInetSockConnected ? myDestination : to;
 }
 
 DtInetSocket::Failure DtInetUdpSocket::refuseSend(char const * operation, DtInetEndpoint & to, int error)
@@ -151,7 +146,7 @@ DtInetSockRcvStatus DtInetUdpSocket::recvFrom(char * data, std::size_t size, DtI
    if (got.error != 0)
       return failedReceive("DtInetUdpSocket::recvFrom()", got.error);
    countReceived(got.count);
-   tsl::EndpointAccess::setSender(from, sender.size == 0 ? nullptr : sender.data(), sender.size);
+   tsl::EndpointAccess::setSender(from, sender);
    return DtInetSockRcvStatus(got.count);
 }
 
@@ -173,7 +168,12 @@ DtInetSockRcvStatus DtInetUdpSocket::recvToChainFrom(DtInetSockChain & chain, Dt
                                                      unsigned long flags)
 {
    return tsl::receiveChain(*this, chain, from, flags,
-                            ChainReceive{*this, chain, from, true, "DtInetUdpSocket::recvToChainFrom()", {}});
+                            ChainReceive{*this, chain, from, true, theChainReceiveFrom, {}});
+}
+
+DtInetSockRcvStatus DtInetUdpSocket::failedPieceReceive(int error)
+{
+   return failedChainReceive(theChainReceiveFrom, error, true);
 }
 
 bool DtInetUdpSocket::isNothingYet(int number) const
@@ -190,6 +190,19 @@ DtInetSockRcvStatus DtInetUdpSocket::failedReceive(char const * operation, int e
    if (isNothingYet(number))
       return DtInetSockRcvNothing;
    return number == theNoBuffers ? DtInetSockRcvNoRoom : refuseReceive(operation, error);
+}
+
+// On a blocking socket a failed read of a chain is a receive of nothing.
+DtInetSockRcvStatus DtInetUdpSocket::failedChainReceive(char const * operation, int error, bool wantsSender)
+{
+   if (tsl::platform::isWouldBlock(error))
+      return DtInetSockRcvNothing;
+   int const number = tsl::datagramErrorNumber(error);
+   if (number == theNoBuffers)
+      return DtInetSockRcvNoRoom;
+   if (!myNonBlocking || isNothingYet(number) || (wantsSender && number == theReset))
+      return DtInetSockRcvNothing;
+   return refuseReceive(operation, error);
 }
 
 DtInetSockRcvStatus DtInetUdpSocket::refuseReceive(char const * operation, int error)

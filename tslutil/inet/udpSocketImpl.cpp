@@ -28,6 +28,11 @@ int findFreePort(DtInetEndpoint const & local, unsigned short & port)
 
 } // namespace
 
+void DtInetUdpSocketImpl::makeEngine()
+{
+   engine = std::make_unique<tsl::Engine<Udp>>(service, &owner);
+}
+
 int DtInetUdpSocketImpl::open(DtInetEndpoint const & local, bool withSender)
 {
    Udp const protocol = local.isIPv6() ? Udp::v6() : Udp::v4();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "tslutil/inet/endpointAccess.h"
 #include "tslutil/inet/tslInetUdpSocket.h"
 #include "tslutil/inet/udpEngine.h"
 #include "tslutil/platform/datagramScope.h"
@@ -41,7 +42,7 @@ struct DtInetUdpSocketImpl
    tsl::Engine<Udp> & engineMade()
    {
       if (engine == nullptr)
-         engine = std::make_unique<tsl::Engine<Udp>>(service, &owner);
+         makeEngine();
       return *engine;
    }
 
@@ -58,8 +59,9 @@ struct DtInetUdpSocketImpl
    tsl::platform::Transfer receive(unsigned long flags, tsl::platform::SocketName * from,
                                    Memory const &... memory)
    {
-      return (flags & DtInetSockFlagAsyncReceive) == 0 ? incoming().receive(memory..., from)
-                                                       : engineMade().take(memory..., from);
+      bool const isDirect = (flags & DtInetSockFlagAsyncReceive) == 0;
+      return __builtin_expect(isDirect, true) ? incoming().receive(memory..., from)
+                                              : engineMade().take(memory..., from);
    }
 
    /// Opens the system sockets for the family of an endpoint, two of them if `withSender`.
@@ -110,6 +112,22 @@ struct DtInetUdpSocketImpl
    int receiveBufferSize = 0;
 
 private:
+   [[gnu::cold]] void makeEngine();
    int hearPeer(tsl::platform::SocketName const & peer);
    int bindSender(DtInetEndpoint const & local);
 };
+
+/// Receives as recvToChainFrom() does into a chain of one vector, without callbacks.
+inline DtInetSockRcvStatus DtInetUdpSocket::receivePiece(char * data, std::size_t size, DtInetEndpoint & from)
+{
+   tsl::platform::SocketName sender;
+   tsl::platform::Transfer const got = myImpl->receive(myFlags, &sender, data, size);
+   if (got.error != 0)
+      return failedPieceReceive(got.error);
+   if (got.count != 0)
+   {
+      tsl::EndpointAccess::setSender(from, sender);
+      countReceived(got.count);
+   }
+   return DtInetSockRcvStatus(got.count);
+}

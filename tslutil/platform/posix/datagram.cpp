@@ -18,10 +18,18 @@ namespace
 
 // A pending report of an earlier datagram ends the call that asks next and is gone then.
 template<class Call>
-Transfer repeatSend(Call const & call)
+[[gnu::cold]] Transfer repeatSend(ssize_t first, Call const & call)
 {
-   Transfer const sent = repeat(call);
+   Transfer const sent = repeat(first, call);
    return sent.error == ECONNREFUSED ? repeat(call) : sent;
+}
+
+// Sends, which most of the time the first try does.
+template<class Call>
+Transfer sendBy(Call const & call)
+{
+   ssize_t const sent = call();
+   return sent >= 0 ? Transfer{static_cast<int>(sent), 0} : repeatSend(sent, call);
 }
 
 // The messages of a batch.
@@ -52,13 +60,30 @@ Transfer checked(Transfer const & got, std::size_t room)
    return got.error == 0 && static_cast<std::size_t>(got.count) > room ? Transfer{0, EMSGSIZE} : got;
 }
 
+ssize_t receiveOnce(SocketHandle socket, void * data, std::size_t size, SocketName * from)
+{
+   if (from == nullptr)
+      return recv(socket, data, size, MSG_TRUNC);
+   socklen_t nameSize = sizeof SocketName::bytes;
+   ssize_t const got = recvfrom(socket, data, size, MSG_TRUNC, from->data(), &nameSize);
+   from->size = std::min<std::size_t>(nameSize, sizeof SocketName::bytes);
+   return got;
+}
+
+// What comes of a receive of which the first try is made: again, if a signal ended it.
+[[gnu::cold]] Transfer receiveAfter(ssize_t first, SocketHandle socket, void * data, std::size_t size,
+                                    SocketName * from)
+{
+   return checked(repeat(first, [&] { return receiveOnce(socket, data, size, from); }), size);
+}
+
 } // namespace
 
 Transfer sendDatagram(SocketHandle socket, void const * data, std::size_t size, sockaddr const * to,
                       std::size_t toSize)
 {
-   return repeatSend(
-      [&] { return sendto(socket, data, size, MSG_NOSIGNAL, to, static_cast<socklen_t>(toSize)); });
+   return sendBy([&]
+                 { return sendto(socket, data, size, MSG_NOSIGNAL, to, static_cast<socklen_t>(toSize)); });
 }
 
 Transfer sendDatagram(SocketHandle socket, Slice const * slices, std::size_t count, sockaddr const * to,
@@ -70,22 +95,16 @@ Transfer sendDatagram(SocketHandle socket, Slice const * slices, std::size_t cou
    message.setName(const_cast<sockaddr *>(to), toSize);
    if (interfaceIndex != 0 && to != nullptr)
       message.setInterface(to->sa_family, interfaceIndex);
-   return repeatSend([&] { return sendmsg(socket, &message.header, MSG_NOSIGNAL); });
+   return sendBy([&] { return sendmsg(socket, &message.header, MSG_NOSIGNAL); });
 }
 
 Transfer receiveDatagram(SocketHandle socket, void * data, std::size_t size, SocketName * from)
 {
-   socklen_t nameSize = 0;
-   Transfer const got = repeat(
-      [&]
-      {
-         nameSize = sizeof SocketName::bytes;
-         return from == nullptr ? recv(socket, data, size, MSG_TRUNC)
-                                : recvfrom(socket, data, size, MSG_TRUNC, from->data(), &nameSize);
-      });
-   if (from != nullptr)
-      from->size = std::min<std::size_t>(nameSize, sizeof SocketName::bytes);
-   return checked(got, size);
+   ssize_t const got = receiveOnce(socket, data, size, from);
+   // Nothing else happens, most of the time.
+   if (got >= 0 && static_cast<std::size_t>(got) <= size)
+      return {static_cast<int>(got), 0};
+   return receiveAfter(got, socket, data, size, from);
 }
 
 Transfer receiveDatagram(SocketHandle socket, Slice const * slices, std::size_t count, SocketName * from)
@@ -120,8 +139,7 @@ Transfer receiveDatagrams(SocketHandle socket, Datagram * datagrams, std::size_t
 Transfer sendDatagrams(SocketHandle socket, Datagram const * datagrams, std::size_t count)
 {
    Batch batch(datagrams, count);
-   return repeatSend([&]
-                     { return sendmmsg(socket, batch.headers, batch.count, MSG_DONTWAIT | MSG_NOSIGNAL); });
+   return sendBy([&] { return sendmmsg(socket, batch.headers, batch.count, MSG_DONTWAIT | MSG_NOSIGNAL); });
 }
 
 } // namespace tsl::platform

@@ -30,6 +30,13 @@ template<class Call>
    }
 }
 
+/// The same when the first result is known.
+template<class Call>
+Transfer repeat(ssize_t first, Call const & call)
+{
+   return first == -1 && errno == EINTR ? repeat(call) : repeat([&] { return first; });
+}
+
 /// The message of a call, with the memory that it needs.
 class Message
 {
