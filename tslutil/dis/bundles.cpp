@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tslutil/dis/bundles.h"
 
-#include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/chainCore.h"
 
 #include <algorithm>
 #include <iterator>
@@ -15,30 +15,11 @@ Destination::Destination(DtInetEndpoint const & endpoint) : to(endpoint)
       to.setProtocol(DtInetProtoUdp);
 }
 
-void Bundle::add(std::int64_t fill, char const * data, std::size_t size)
-{
-   startPdu(fill).assign(data, data + size);
-   bytes += static_cast<int>(size);
-}
-
 void Bundle::add(std::int64_t fill, DtInetSockChain const & pdu)
 {
-   std::vector<char> & copy = startPdu(fill);
-   copy.clear();
+   char * copy = startPdu(fill, static_cast<std::size_t>(chainSize(pdu)));
    for (std::vector<char> const * piece : pdu)
-      copy.insert(copy.end(), piece->begin(), piece->end());
-   bytes += static_cast<int>(copy.size());
-}
-
-/// The buffer for the next PDU, behind its fill.
-std::vector<char> & Bundle::startPdu(std::int64_t fill)
-{
-   if (bytes == 0)
-      buffers.clear(); // an empty PDU may stand in it
-   if (fill > 0)
-      buffers.add().assign(static_cast<std::size_t>(fill), '\0');
-   bytes += static_cast<int>(fill);
-   return buffers.add();
+      copy = std::copy(piece->begin(), piece->end(), copy);
 }
 
 void Bundle::clear()
@@ -47,15 +28,12 @@ void Bundle::clear()
    bytes = 0;
 }
 
-Bundle * Bundles::find(DtInetEndpoint const & to)
+Bundle * Bundles::lookUp(DtInetEndpoint const & to)
 {
    if (!to.isUdp())
-      return find(Destination(to).to);
-   if (lastFound == nullptr || !EndpointAccess::equal(lastFound->to, to))
-   {
-      auto const found = places.find(to);
-      lastFound = found == places.end() ? nullptr : found->get();
-   }
+      return lookUp(Destination(to).to);
+   auto const found = places.find(to);
+   lastFound = found == places.end() ? nullptr : found->get();
    return lastFound;
 }
 

@@ -2,8 +2,10 @@
 #pragma once
 
 #include "tslutil/dis/reusedRow.h"
+#include "tslutil/inet/endpointAccess.h"
 #include "tslutil/inet/tslInetSocket.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -28,7 +30,10 @@ struct Bundle : Destination
    using Destination::Destination;
 
    /// Adds a copy of a PDU behind `fill` zeros.
-   void add(std::int64_t fill, char const * data, std::size_t size);
+   void add(std::int64_t fill, char const * data, std::size_t size)
+   {
+      std::copy_n(data, size, startPdu(fill, size));
+   }
    void add(std::int64_t fill, DtInetSockChain const & pdu);
    /// Ends the bundle.
    void clear();
@@ -41,7 +46,19 @@ struct Bundle : Destination
    bool isSending = false;
 
 private:
-   std::vector<char> & startPdu(std::int64_t fill);
+   /// The memory for the next PDU, behind its fill.
+   char * startPdu(std::int64_t fill, std::size_t size)
+   {
+      if (bytes == 0)
+         buffers.clear(); // an empty PDU may stand in it
+      if (fill > 0)
+         buffers.add().assign(static_cast<std::size_t>(fill), '\0');
+      bytes += static_cast<int>(fill) + static_cast<int>(size);
+      std::vector<char> & copy = buffers.add();
+      if (copy.size() != size)
+         copy.resize(size);
+      return copy.data();
+   }
 };
 
 /// Orders destinations by their endpoints and finds them by an endpoint alone. They are held by pointer,
@@ -75,7 +92,11 @@ public:
    typedef std::set<std::unique_ptr<Bundle>, ByEndpoint> Places;
 
    /// The bundle for an endpoint, which may be an empty place; null if there is not even that.
-   Bundle * find(DtInetEndpoint const & to);
+   Bundle * find(DtInetEndpoint const & to)
+   {
+      bool const isLast = lastFound != nullptr && EndpointAccess::haveSameUdpName(lastFound->to, to);
+      return isLast ? lastFound : lookUp(to);
+   }
    /// A place for an endpoint that has none. Those that are in use stay where they are.
    Bundle & place(DtInetEndpoint const & to);
 
@@ -86,6 +107,8 @@ public:
    void shrink();
 
 private:
+   Bundle * lookUp(DtInetEndpoint const & to);
+
    Places places;
    Bundle * lastFound = nullptr;
    std::size_t manyPlaces = 64;

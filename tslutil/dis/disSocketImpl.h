@@ -9,7 +9,9 @@
 #include "tslutil/inet/ioService.h"
 #include "tslutil/thread/tslMutex.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -24,8 +26,27 @@ struct FlatChain
    /// How many of the first bytes may be other than 0.
    std::size_t dirty = 0;
 
-   /// Has it hold `size` zeros, of which only those are written that may be other; takes all for dirty then.
-   void clear(std::size_t size);
+   /// Has it hold `size` bytes, of which those that were there stay.
+   void resize(std::size_t size)
+   {
+      if (bytes.size() != size)
+         changeSize(size);
+   }
+
+   /// Has it hold zeros behind the first `used` bytes, of which only those are written that may be other.
+   void zeroBehind(std::size_t used)
+   {
+      if (dirty > used)
+         std::memset(bytes.data() + used, 0, dirty - used);
+      dirty = used;
+   }
+
+private:
+   [[gnu::cold]] void changeSize(std::size_t size)
+   {
+      bytes.resize(size);
+      dirty = std::min(dirty, size);
+   }
 };
 
 /// Lends the kept object for a scope: a call nested in that scope, from a callback, gets one of its own.
@@ -87,8 +108,28 @@ struct DtDisSocketImpl
    std::unique_ptr<tsl::FlatChain> flatQueued;
    std::unique_ptr<DtInetSockChain> bundleChain;
 
+   /// Whether a PDU passes the four tests.
+   bool passesTests(void * header, DtInetEndpoint & from)
+   {
+      return (versionTest.passesAll() && exerciseTest.passesAll() && kindTest.passesAll() &&
+              ipTest.passesAll()) ||
+             evaluateTests(header, from);
+   }
+
+   /// The kept object, which is made when it is needed or lent.
+   template<class Kept>
+   [[nodiscard]] static Kept & made(std::unique_ptr<Kept> & place)
+   {
+      if (place == nullptr)
+         place.reset(new Kept);
+      return *place;
+   }
+
    bool hasOpenSendSocket() const { return sendSide != nullptr && sendSide->socket.isOpen(); }
 
    /// Gives back the memory that is kept for later use.
    void shrink();
+
+private:
+   bool evaluateTests(void * header, DtInetEndpoint & from);
 };

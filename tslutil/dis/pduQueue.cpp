@@ -6,55 +6,58 @@
 namespace tsl
 {
 
-PduQueue::Source * PduQueue::spareSource()
+namespace
 {
-   if (spareSources.empty())
+
+// A socket that keeps up has one datagram in the queue.
+constexpr std::size_t theMostDatagramsToKeep = 16;
+constexpr std::size_t theMostEntriesToKeep = 8192;
+constexpr std::size_t theStride = 64;
+
+} // namespace
+
+void PduQueue::startDatagram(DtInetEndpoint const & from)
+{
+   if (spareDatagrams.empty())
    {
-      sources.emplace_back(new Source);
-      spareSources.reserve(sources.size());
-      spareSources.push_back(sources.back().get());
+      datagrams.emplace_back(new Datagram);
+      spareDatagrams.reserve(datagrams.size());
+      spareDatagrams.push_back(datagrams.back().get());
    }
-   Source * const source = spareSources.back();
-   spareSources.pop_back();
-   return source;
+   datagram = spareDatagrams.back();
+   spareDatagrams.pop_back();
+   datagram->source = from;
+   datagram->used = 0;
 }
 
-void PduQueue::push(DtInetEndpoint const & from)
+/// Clears away a datagram of which all is served, and with it some of what is served.
+void PduQueue::endDatagram(Datagram & ended)
 {
-   if (datagram == nullptr)
+   spareDatagrams.push_back(&ended);
+   if (datagram == &ended)
+      datagram = nullptr;
+   if (!empty())
    {
-      datagram = spareSource();
-      datagram->endpoint = from;
-   }
-   entries.add().source = datagram;
-   ++datagram->waiting;
-}
-
-void PduQueue::pop()
-{
-   Source * const source = entries[served].source;
-   if (--source->waiting == 0)
-   {
-      spareSources.push_back(source);
-      if (datagram == source)
-         datagram = nullptr;
-   }
-   constexpr std::size_t theStride = 64;
-   if (++served == entries.size())
-      entries.clear();
-   else if (served >= theStride && served >= entries.size() / 2)
-      entries.removeFirst(served);
-   else
+      if (served < theStride || served < filled / 2)
+         return;
+      std::copy(entries.begin() + static_cast<std::ptrdiff_t>(served),
+                entries.begin() + static_cast<std::ptrdiff_t>(filled), entries.begin());
+      filled -= served;
+      served = 0;
       return;
-   served = 0;
+   }
+   served = filled = 0;
+   if (datagrams.size() > theMostDatagramsToKeep || entries.size() > theMostEntriesToKeep)
+      shrink();
 }
 
 void PduQueue::shrink()
 {
-   entries.shrink();
-   auto const isSpare = [](std::unique_ptr<Source> const & source) { return source->waiting == 0; };
-   sources.erase(std::remove_if(sources.begin(), sources.end(), isSpare), sources.end());
-   spareSources.clear();
+   auto const isSpare = [](std::unique_ptr<Datagram> const & each) { return each->waiting == 0; };
+   datagrams.erase(std::remove_if(datagrams.begin(), datagrams.end(), isSpare), datagrams.end());
+   spareDatagrams.clear();
+   entries.resize(filled);
+   entries.shrink_to_fit();
 }
 
 } // namespace tsl

@@ -16,6 +16,12 @@ typedef DtInetSockChain::iterator ChainPlace;
 /// Prints that an Attribute PDU that a PDU is coupled to isn't there.
 void warnOfMissingAttribute();
 
+/// The alignment of PDUs in a received bundle, by their version.
+inline unsigned long alignmentIn(int version)
+{
+   return version < 7 ? 0 : 8;
+}
+
 /// The number of fill bytes behind a PDU in a received bundle.
 inline std::int64_t fillBehind(std::int64_t size, unsigned long alignment)
 {
@@ -30,30 +36,14 @@ inline DtDisSocket::DtDisSocketPduHeader * headerAt(ChainPlace current, ChainPla
    return reinterpret_cast<DtDisSocket::DtDisSocketPduHeader *>(bytes);
 }
 
-/// Reads the header of a PDU that stands anywhere in a chain, and no byte outside the chain's buffers. All
-/// that the DIS socket knows of a received PDU comes through here.
-class PduReader
+/// What the header of a PDU says. All that the DIS socket knows of a received PDU comes through here.
+class PduHeader
 {
 public:
-   /// `header` stands in the buffer at `current`; `offset` is where its caller takes it to be there, which
-   /// may be less than the truth. The nearer bound holds.
-   PduReader(DtDisSocket::DtDisSocketPduHeader * header, std::int64_t offset, ChainPlace current,
-             ChainPlace end)
-   {
-      if (current != end)
-         available = roomFor(header, offset, **current);
-      if (isWhole())
-         bytes = reinterpret_cast<unsigned char *>(header);
-      else
-         gather(reinterpret_cast<char const *>(header), current, end);
-   }
-   PduReader(PduReader const &) = delete;
-   PduReader & operator=(PduReader const &) = delete;
+   /// The header up to its status byte: what has to be there.
+   static constexpr std::int64_t theBytesRead = 11;
 
-   /// Whether all bytes that matter lie in the one buffer.
-   bool isWhole() const { return available >= theBytesRead; }
-   /// Whether the chain ends within the header. What lies behind its end reads as 0.
-   bool isCut() const { return !isWhole() && gathered < theBytesGathered; }
+   explicit PduHeader(void * header) : bytes(static_cast<unsigned char *>(header)) {}
 
    int version() const { return bytes[0]; }
    bool isAttribute() const { return bytes[2] == theAttributeKind; }
@@ -65,19 +55,45 @@ public:
       std::memcpy(static_cast<void *>(&length), bytes + 8, sizeof length);
       return length;
    }
-   /// The header's bytes, in their place or, if it straddles buffers, gathered in this object.
    void * data() const { return bytes; }
+
+protected:
+   unsigned char * bytes;
 
 private:
    static constexpr int theAttributeKind = 72;
-   /// The header up to its status byte.
-   static constexpr std::int64_t theBytesRead = 11;
+};
+
+/// Reads the header of a PDU that stands anywhere in a chain, and no byte outside the chain's buffers: in its
+/// place or, if it straddles buffers, gathered in this object.
+class PduReader : public PduHeader
+{
+public:
+   /// `header` stands in the buffer at `current`; `offset` is where its caller takes it to be there, which
+   /// may be less than the truth. The nearer bound holds.
+   PduReader(DtDisSocket::DtDisSocketPduHeader * header, std::int64_t offset, ChainPlace current,
+             ChainPlace end)
+      : PduHeader(header)
+   {
+      if (current != end)
+         available = roomFor(header, offset, **current);
+      if (!isWhole())
+         gather(reinterpret_cast<char const *>(header), current, end);
+   }
+   PduReader(PduReader const &) = delete;
+   PduReader & operator=(PduReader const &) = delete;
+
+   /// Whether all bytes that matter lie in the one buffer.
+   bool isWhole() const { return available >= theBytesRead; }
+   /// Whether the chain ends within the header. What lies behind its end reads as 0.
+   bool isCut() const { return !isWhole() && gathered < theBytesGathered; }
+
+private:
    static constexpr std::int64_t theBytesGathered = 12;
 
    static std::int64_t roomFor(void const * header, std::int64_t offset, std::vector<char> const & buffer);
    void gather(char const * from, ChainPlace current, ChainPlace end);
 
-   unsigned char * bytes;
    std::int64_t available = 0;
    std::int64_t gathered = 0;
    unsigned char copy[theBytesGathered];

@@ -24,7 +24,7 @@ public:
    Item & spare()
    {
       if (used == items.size())
-         items.push_back(std::make_unique<Item>());
+         grow();
       return *items[used];
    }
 
@@ -66,6 +66,8 @@ public:
    }
 
 private:
+   [[gnu::cold]] void grow() { items.push_back(std::make_unique<Item>()); }
+
    static constexpr std::size_t theMostToKeep = 1024;
 
    std::vector<std::unique_ptr<Item>> items;

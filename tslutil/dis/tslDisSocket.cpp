@@ -11,19 +11,13 @@
 #include <algorithm>
 #include <exception>
 
-namespace tsl
+bool DtDisSocketImpl::evaluateTests(void * header, DtInetEndpoint & from)
 {
-
-void FlatChain::clear(std::size_t size)
-{
-   std::fill_n(bytes.begin(), std::min(dirty, bytes.size()), '\0');
-   if (bytes.size() != size)
-      bytes.resize(size);
-   dirty = size;
-   chain.assign(1, &bytes);
+   return versionTest.DtPduFilterTest::evalTest(header, 0, DtPduFilterByte) &&
+          exerciseTest.DtPduFilterTest::evalTest(header, 1, DtPduFilterByte) &&
+          kindTest.DtPduFilterTest::evalTest(header, 2, DtPduFilterByte) &&
+          ipTest.DtPduFilterTest::evalTest(&from, 0, DtPduFilterOther);
 }
-
-} // namespace tsl
 
 void DtDisSocketImpl::shrink()
 {

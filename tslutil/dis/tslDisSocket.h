@@ -232,8 +232,14 @@ private:
    bool joinsBundle(char const * data, std::size_t size, DtInetEndpoint & to, unsigned long flags);
    bool hasOwnReceiveOnly();
    DtInetSockRcvStatus judge(int count, int status, DtInetSockChain & chain, DtInetEndpoint & from);
-   DtInetSockRcvStatus serveQueued(char * data, std::size_t size, DtInetEndpoint & from);
-   DtInetSockRcvStatus receiveDirectly(DtInetSockChain & chain, DtInetEndpoint & from);
+   DtInetSockRcvStatus judgeSingle(char * pdu, int size, DtInetEndpoint & from);
+   DtInetSockRcvStatus serveSingle(char * data, DtInetEndpoint & from);
+   DtInetSockRcvStatus serveCoupled(char * data, std::size_t size, DtInetEndpoint & from);
+   DtInetSockRcvStatus receiveDirectly(char * data, std::size_t size, DtInetEndpoint & from);
+   [[gnu::cold]] DtInetSockRcvStatus receivedNothing(int count);
+   DtInetSockRcvStatus splitReceived(char * data, int count, DtInetEndpoint & from);
+   DtInetSockRcvStatus receiveByChain(char * data, std::size_t size, DtInetEndpoint & from,
+                                      unsigned long flags);
 
    std::unique_ptr<DtDisSocketImpl> const myImpl;
 };

@@ -2,15 +2,25 @@
 #include "tslutil/dis/disSocketImpl.h"
 #include "tslutil/dis/pduReader.h"
 #include "tslutil/dis/tslDisSocket.h"
+#include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/udpSocketImpl.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <typeinfo>
 
 namespace
 {
 
 constexpr unsigned long theSkipAll = DtInetSockSkipPreCallbacks | DtInetSockSkipPostCallbacks;
+
+/// Whether `count` bytes that begin with a whole header are one PDU, coupled to no other.
+bool isSingle(char * bytes, int count)
+{
+   tsl::PduHeader const header(bytes);
+   return header.length() == count && !header.isCoupled();
+}
 
 } // namespace
 
@@ -26,7 +36,7 @@ void DtDisSocket::setMinPacketSize(int bytes)
 
 unsigned long DtDisSocket::receiveBundleByteAlignment(int version)
 {
-   return version < 7 ? 0 : 8;
+   return tsl::alignmentIn(version);
 }
 
 int DtDisSocket::getNextBundle(int count, DtInetSockChain & chain, DtInetEndpoint & from, int * status)
@@ -37,17 +47,18 @@ int DtDisSocket::getNextBundle(int count, DtInetSockChain & chain, DtInetEndpoin
    tsl::PduQueue & queue = myImpl->pendingPdus;
    if (queue.empty())
       return 0;
-   std::vector<char> const & pdu = queue.front();
+   char const * const pdu = queue.front();
+   std::size_t const size = queue.frontSize();
    std::size_t copied = 0;
    for (std::vector<char> * buffer : chain)
    {
-      std::size_t const piece = std::min(buffer->size(), pdu.size() - copied);
-      std::copy_n(pdu.begin() + static_cast<std::ptrdiff_t>(copied), piece, buffer->begin());
+      std::size_t const piece = std::min(buffer->size(), size - copied);
+      std::copy_n(pdu + copied, piece, buffer->begin());
       copied += piece;
    }
-   bool const fits = copied == pdu.size();
+   bool const fits = copied == size;
    *status = fits ? DtInetSockRcvFromQueue : DtInetSockRcvNoRoom;
-   from = queue.frontSource();
+   tsl::EndpointAccess::assign(from, queue.frontSource());
    queue.pop();
    return fits ? static_cast<int>(copied) : 0;
 }
@@ -97,7 +108,7 @@ int DtDisSocket::filterExercisePdus(int count, DtInetSockChain & chain, DtInetEn
 }
 
 /// Whether the callbacks of a receive are this class's own and nothing else.
-bool DtDisSocket::hasOwnReceiveOnly()
+inline bool DtDisSocket::hasOwnReceiveOnly()
 {
    // Only subclasses can take the class's own callbacks away.
    std::size_t const after = myImpl->sendSide == nullptr ? 3 : 4;
@@ -113,32 +124,94 @@ DtInetSockRcvStatus DtDisSocket::judge(int count, int status, DtInetSockChain & 
    if (myImpl->sendSide != nullptr)
       judgeBy(DtDisSocket::suppressSelfReflect(count, chain, from, &status));
    judgeBy(DtDisSocket::unbundle(count, chain, from, &status));
-   judgeBy(DtDisSocket::filterExercisePdus(count, chain, from, &status));
+   std::vector<char> & first = *chain.front();
+   tsl::PduHeader const header(first.data());
+   if (count < 1 || first.size() < sizeof(DtDisSocketPduHeader) || header.isCoupled())
+      judgeBy(DtDisSocket::filterExercisePdus(count, chain, from, &status));
+   else if (myImpl->passesTests(header.data(), from))
+      judgeBy(header.length());
+   else
+      count = DtInetSockRcvFiltered;
    return DtInetSockRcvStatus(count);
 }
 
-/// Receives as recvToChainFrom() does with this class's own callbacks.
-DtInetSockRcvStatus DtDisSocket::receiveDirectly(DtInetSockChain & chain, DtInetEndpoint & from)
+/// The same for one PDU that isSingle(). Calls nothing that isn't the library's.
+inline DtInetSockRcvStatus DtDisSocket::judgeSingle(char * pdu, int size, DtInetEndpoint & from)
 {
-   int status = DtInetSockRcvNothing;
-   int count = DtDisSocket::getNextBundle(0, chain, from, &status);
-   if (status == DtInetSockRcvFromQueue)
-      countReceived(count);
-   else
-      count = DtInetUdpSocket::recvToChainFrom(chain, from, theSkipAll);
-   return judge(count, status, chain, from);
+   if (size < myImpl->minPacketBytes)
+      return DtInetSockRcvFiltered;
+   if (myImpl->sendSide != nullptr && from == myImpl->localSenderEp)
+      return DtInetSockRcvSelf;
+   return myImpl->passesTests(pdu, from) ? DtInetSockRcvStatus(size) : DtInetSockRcvFiltered;
 }
 
-/// Serves a queued PDU that fits, from its own buffer: a whole header says all that the zeros behind the PDU
-/// would say in a larger one.
-DtInetSockRcvStatus DtDisSocket::serveQueued(char * data, std::size_t size, DtInetEndpoint & from)
+/// Receives with an empty queue as recvToChainFrom() does with this class's own callbacks.
+DtInetSockRcvStatus DtDisSocket::receiveDirectly(char * data, std::size_t size, DtInetEndpoint & from)
+{
+   tsl::FlatChain & flat = myImpl->made(myImpl->flatReceive);
+   flat.resize(size);
+   int const count = receivePiece(flat.bytes.data(), size, from);
+   if (count < 1)
+      return receivedNothing(count);
+   flat.zeroBehind(static_cast<std::size_t>(count));
+   char * const bytes = flat.bytes.data();
+   bool const isPlain = size >= sizeof(DtDisSocketPduHeader) && isSingle(bytes, count);
+   if (!__builtin_expect(isPlain, true))
+      return splitReceived(data, count, from);
+   DtInetSockRcvStatus const result = judgeSingle(bytes, count, from);
+   if (result > 0)
+      std::memcpy(data, bytes, static_cast<std::size_t>(count));
+   return result;
+}
+
+/// Ends a receive that brought nothing. The callbacks leave such a count as it is.
+DtInetSockRcvStatus DtDisSocket::receivedNothing(int count)
+{
+   // Only a poll is sure to have written nothing.
+   bool const isPoll = myNonBlocking || (myFlags & DtInetSockFlagAsyncReceive) != 0;
+   if (count < 0 || !isPoll)
+      myImpl->flatReceive->dirty = myImpl->flatReceive->bytes.size();
+   return DtInetSockRcvStatus(count);
+}
+
+/// Goes on with a received datagram that needs more than a look at its header.
+DtInetSockRcvStatus DtDisSocket::splitReceived(char * data, int count, DtInetEndpoint & from)
+{
+   tsl::Loan<tsl::FlatChain> flat(myImpl->flatReceive);
+   flat->chain.assign(1, &flat->bytes);
+   DtInetSockRcvStatus const result = judge(count, DtInetSockRcvNothing, flat->chain, from);
+   if (result > 0)
+      std::copy_n(flat->bytes.begin(), std::min(flat->bytes.size(), static_cast<std::size_t>(result)), data);
+   return result;
+}
+
+/// Serves a queued PDU that fits and isSingle(), from the queue's own memory.
+DtInetSockRcvStatus DtDisSocket::serveSingle(char * data, DtInetEndpoint & from)
+{
+   DtScopedLock guard(myImpl->lock, myLockNeeded);
+   tsl::PduQueue & queue = myImpl->pendingPdus;
+   char * const pdu = queue.front();
+   int const count = static_cast<int>(queue.frontSize());
+   tsl::EndpointAccess::assign(from, queue.frontSource());
+   countReceived(count);
+   DtInetSockRcvStatus const result = judgeSingle(pdu, count, from);
+   if (result > 0)
+      std::memcpy(data, pdu, static_cast<std::size_t>(count));
+   queue.pop();
+   return result;
+}
+
+/// The same for one that announces an Attribute PDU, from a buffer of its size: a whole header says all that
+/// the zeros behind the PDU would say in a larger one.
+DtInetSockRcvStatus DtDisSocket::serveCoupled(char * data, std::size_t size, DtInetEndpoint & from)
 {
    tsl::Loan<tsl::FlatChain> pdu(myImpl->flatQueued);
    {
       DtScopedLock guard(myImpl->lock, myLockNeeded);
-      pdu->bytes.swap(myImpl->pendingPdus.front());
-      from = myImpl->pendingPdus.frontSource();
-      myImpl->pendingPdus.pop();
+      tsl::PduQueue & queue = myImpl->pendingPdus;
+      pdu->bytes.assign(queue.front(), queue.front() + queue.frontSize());
+      tsl::EndpointAccess::assign(from, queue.frontSource());
+      queue.pop();
    }
    pdu->chain.assign(1, &pdu->bytes);
    int const count = static_cast<int>(pdu->bytes.size());
@@ -154,26 +227,31 @@ DtInetSockRcvStatus DtDisSocket::serveQueued(char * data, std::size_t size, DtIn
 DtInetSockRcvStatus DtDisSocket::recvFrom(char * data, std::size_t size, DtInetEndpoint & from,
                                           unsigned long flags)
 {
+   if ((flags & theSkipAll) != 0 || !hasOwnReceiveOnly())
+      return receiveByChain(data, size, from, flags);
    tsl::PduQueue & queue = myImpl->pendingPdus;
-   std::size_t const queuedSize = queue.empty() ? 0 : queue.front().size();
-   bool const isOwn = hasOwnReceiveOnly();
-   if (isOwn && (flags & theSkipAll) == 0 && queuedSize <= size && queuedSize >= sizeof(DtDisSocketPduHeader))
-      return serveQueued(data, size, from);
+   if (queue.empty())
+      return receiveDirectly(data, size, from);
+   std::size_t const queuedSize = queue.frontSize();
+   if (queuedSize < sizeof(DtDisSocketPduHeader) || queuedSize > size)
+      return receiveByChain(data, size, from, flags);
+   return isSingle(queue.front(), static_cast<int>(queuedSize)) ? serveSingle(data, from)
+                                                                : serveCoupled(data, size, from);
+}
+
+/// Receives with whatever callbacks there are.
+DtInetSockRcvStatus DtDisSocket::receiveByChain(char * data, std::size_t size, DtInetEndpoint & from,
+                                                unsigned long flags)
+{
    tsl::Loan<tsl::FlatChain> flat(myImpl->flatReceive);
-   flat->clear(size);
-   std::uint64_t const before = myTotalBytesReceived;
-   DtInetSockRcvStatus const result = isOwn && (flags & theSkipAll) == 0
-                                         ? receiveDirectly(flat->chain, from)
-                                         : recvToChainFrom(flat->chain, from, flags);
+   flat->resize(size);
+   flat->zeroBehind(0);
+   flat->dirty = size; // whatever callbacks write
+   flat->chain.assign(1, &flat->bytes);
+   DtInetSockRcvStatus const result = recvToChainFrom(flat->chain, from, flags);
    if (result > 0)
       std::copy_n(flat->bytes.begin(), std::min({size, flat->bytes.size(), static_cast<std::size_t>(result)}),
                   data);
-   // What was counted is what was written, unless something did not fit or somebody else wrote too.
-   std::uint64_t const counted = myTotalBytesReceived - before;
-   bool const isNothing = counted == 0 && result == DtInetSockRcvNothing &&
-                          (myNonBlocking || (myFlags & DtInetSockFlagAsyncReceive) != 0);
-   if (isOwn && queuedSize <= size && (isNothing || (counted > 0 && counted <= size)))
-      flat->dirty = static_cast<std::size_t>(counted);
    return result;
 }
 

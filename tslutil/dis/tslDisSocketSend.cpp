@@ -2,6 +2,7 @@
 #include "tslutil/dis/disSocketImpl.h"
 #include "tslutil/dis/tslDisSocket.h"
 #include "tslutil/inet/chainCore.h"
+#include "tslutil/inet/endpointAccess.h"
 #include "tslutil/inet/socketAccess.h"
 #include "tslutil/platform/socket.h"
 
@@ -38,7 +39,7 @@ void DtDisSocket::removeDestination(DtInetEndpoint const & destination)
 template<class SendOne>
 int DtDisSocket::sendToAll(char const * operation, SendOne const & sendOne)
 {
-   if (!myDestination.isOk())
+   if (!tsl::EndpointAccess::isOk(myDestination))
    {
       DtScopedLock guard(myImpl->lock, myLockNeeded);
       return fail(109, DtString(operation) +
@@ -49,7 +50,7 @@ int DtDisSocket::sendToAll(char const * operation, SendOne const & sendOne)
    for (std::unique_ptr<tsl::Destination> const & destination : myImpl->additionalDestinations)
    {
       DtInetEndpoint & to = destination->to;
-      if (to.isOk())
+      if (tsl::EndpointAccess::isOk(to))
       {
          result = sendOne(to);
          continue;
@@ -67,7 +68,12 @@ int DtDisSocket::sendToAll(char const * operation, SendOne const & sendOne)
 int DtDisSocket::send(char * data, std::size_t size, unsigned long flags)
 {
    return sendToAll("DtDisSocket::send(): ",
-                    [=](DtInetEndpoint & to) { return sendTo(data, size, to, flags); });
+                    [=](DtInetEndpoint & to)
+                    {
+                       // What joinsBundle() knows that sendTo() would come to.
+                       return joinsBundle(data, size, to, flags) ? static_cast<int>(size)
+                                                                 : sendTo(data, size, to, flags);
+                    });
 }
 
 int DtDisSocket::sendChain(DtInetSockChain & chain, unsigned long flags)

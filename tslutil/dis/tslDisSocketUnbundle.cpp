@@ -4,7 +4,9 @@
 #include "tslutil/dis/tslDisSocket.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
+#include <typeinfo>
 
 namespace
 {
@@ -26,6 +28,7 @@ public:
    Unbundling(DtDisSocket & disSocket, int count, DtInetSockChain & chain, DtInetEndpoint & source,
               int * statusWord)
       : socket(disSocket),
+        isOwn(typeid(disSocket) == typeid(DtDisSocket)),
         from(source),
         status(statusWord),
         current(chain.begin()),
@@ -38,18 +41,33 @@ public:
    int run();
 
 private:
-   bool isAtPdu() { return remaining > 0 && remaining >= socket.minPacketSize(); }
+   bool isAtPdu() { return remaining > 0 && remaining >= minPacketSize(); }
    DtDisSocketPduHeader * pdu() const { return tsl::headerAt(current, end, position); }
    std::int64_t room() const { return std::max<std::int64_t>(sizeOf(current) - position, 0); }
+
+   // The socket's virtual operations, called by their slots only where a subclass may have its own.
+
+   int minPacketSize() { return isOwn ? socket.DtDisSocket::minPacketSize() : socket.minPacketSize(); }
+   unsigned long alignmentOf(int version)
+   {
+      return isOwn ? tsl::alignmentIn(version) : socket.receiveBundleByteAlignment(version);
+   }
+   unsigned short pduSize()
+   {
+      return isOwn ? socket.DtDisSocket::getPduSize(pdu(), offset, current, end, status, coupled, false)
+                   : socket.getPduSize(pdu(), offset, current, end, status, coupled, false);
+   }
 
    void measure();
    void mergeAttribute();
    void keepFirst();
+   void queuePlain();
    void queueNext();
-   void copyPdu(std::vector<char> & copy, std::int64_t fill);
+   void copyPdu(char * copy, std::int64_t fill);
    bool stepTo(tsl::ChainPlace place, std::int64_t distance);
 
    DtDisSocket & socket;
+   bool const isOwn;
    DtInetEndpoint & from;
    int * const status;
    tsl::ChainPlace current;
@@ -71,6 +89,8 @@ int DtDisSocket::Unbundling::run()
    queue.beginDatagram();
    if (isQueueEmpty && isAtPdu())
       keepFirst();
+   if (isOwn && current != end && std::next(current) == end)
+      queuePlain();
    while (isAtPdu())
       queueNext();
    if (remaining > 0)
@@ -81,11 +101,11 @@ int DtDisSocket::Unbundling::run()
 /// Finds the size of the PDU at hand, and how the one behind it is aligned.
 void DtDisSocket::Unbundling::measure()
 {
-   size = socket.getPduSize(pdu(), offset, current, end, status, coupled, false);
+   size = pduSize();
    bool const isHere = current != end && position < sizeOf(current);
    int const version =
       isHere ? pdu()->protocolVersion : tsl::PduReader(pdu(), position, current, end).version();
-   alignment = socket.receiveBundleByteAlignment(version);
+   alignment = alignmentOf(version);
 }
 
 void DtDisSocket::Unbundling::keepFirst()
@@ -121,6 +141,38 @@ void DtDisSocket::Unbundling::mergeAttribute()
       size = filled + extra;
 }
 
+/// Queues PDUs from the last buffer for as long as nothing is special about them: queueNext() in short.
+void DtDisSocket::Unbundling::queuePlain()
+{
+   tsl::PduQueue & queue = socket.myImpl->pendingPdus;
+   std::int64_t const minSize = std::max(socket.myImpl->minPacketBytes, 1);
+   char * at = (*current)->data() + position;
+   std::int64_t left = room();
+   std::int64_t rest = remaining;
+   std::int64_t fill = -1; // none is queued yet
+   while (rest >= minSize && left >= tsl::PduHeader::theBytesRead)
+   {
+      tsl::PduHeader const header(at);
+      std::int64_t const pduSize = header.length();
+      if (pduSize == 0 || pduSize > std::min(rest, left) || header.isCoupled())
+         break;
+      if (fill < 0)
+      {
+         std::size_t const all = static_cast<std::size_t>(std::min(rest, left));
+         std::memcpy(queue.room(all, from), at, all);
+         fill = 0;
+      }
+      queue.add(static_cast<std::size_t>(fill), static_cast<std::size_t>(pduSize));
+      fill = pduSize == rest ? 0 : tsl::fillBehind(pduSize, tsl::alignmentIn(header.version()));
+      std::int64_t const step = pduSize + fill;
+      rest = step < left ? rest - step : 0;
+      left -= step;
+      at += step;
+   }
+   position += room() - left;
+   remaining = rest;
+}
+
 void DtDisSocket::Unbundling::queueNext()
 {
    measure();
@@ -139,27 +191,26 @@ void DtDisSocket::Unbundling::queueNext()
       tsl::warnOfMissingAttribute();
    }
    tsl::PduQueue & queue = socket.myImpl->pendingPdus;
-   copyPdu(queue.room(), fill);
-   queue.push(from);
+   copyPdu(queue.room(static_cast<std::size_t>(size), from), fill);
+   queue.add(0, static_cast<std::size_t>(size));
 }
 
 /// Copies the PDU at hand, from as many buffers as it lies in, and goes on behind it and its fill. What is
 /// not to be had reads as 0. The fill is taken off once for each piece, on purpose.
-void DtDisSocket::Unbundling::copyPdu(std::vector<char> & copy, std::int64_t fill)
+void DtDisSocket::Unbundling::copyPdu(char * copy, std::int64_t fill)
 {
-   copy.resize(static_cast<std::size_t>(size));
    std::int64_t piece = 0;
    std::int64_t left = size;
    for (;; ++current, position = 0)
    {
       piece = std::min(left, room());
-      std::copy_n((*current)->data() + position, piece, copy.end() - left);
+      copy = std::copy_n((*current)->data() + position, piece, copy);
       left -= piece;
       remaining -= piece + fill;
       if (left == 0 || remaining < 1 || std::next(current) == end)
          break;
    }
-   std::fill_n(copy.end() - left, left, '\0');
+   std::fill_n(copy, left, '\0');
    if (remaining == 0)
       return;
    if (room() > piece + fill)

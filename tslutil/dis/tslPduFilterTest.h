@@ -66,6 +66,10 @@ public:
    void disableTest();
 
 private:
+   friend struct DtDisSocketImpl;
+
+   bool passesAll() const { return testOperator == DtPduTestExclude && valueList.first() == nullptr; }
+
    DtPduTestOperator testOperator;
    DtList valueList;
 };
