@@ -92,10 +92,13 @@ public:
    typedef std::set<std::unique_ptr<Bundle>, ByEndpoint> Places;
 
    /// The bundle for an endpoint, which may be an empty place; null if there is not even that.
-   Bundle * find(DtInetEndpoint const & to)
+   Bundle * find(DtInetEndpoint const & to) { return isLast(to) ? lastFound : lookUp(to); }
+   /// The same for an endpoint that has protocol UDP; null for any other.
+   Bundle * findForUdp(DtInetEndpoint const & to)
    {
-      bool const isLast = lastFound != nullptr && EndpointAccess::haveSameUdpName(lastFound->to, to);
-      return isLast ? lastFound : lookUp(to);
+      if (isLast(to))
+         return lastFound;
+      return to.isUdp() ? lookUp(to) : nullptr;
    }
    /// A place for an endpoint that has none. Those that are in use stay where they are.
    Bundle & place(DtInetEndpoint const & to);
@@ -107,6 +110,10 @@ public:
    void shrink();
 
 private:
+   bool isLast(DtInetEndpoint const & to) const
+   {
+      return lastFound != nullptr && EndpointAccess::haveSameUdpName(lastFound->to, to);
+   }
    Bundle * lookUp(DtInetEndpoint const & to);
 
    Places places;

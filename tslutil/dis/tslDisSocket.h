@@ -225,9 +225,10 @@ private:
    bool changeSendSockGroup(DtInetAddr const & group, DtInetDevice * device, bool joins);
    template<class SendOne>
    int sendToAll(char const * operation, SendOne const & sendOne);
+   [[gnu::cold]] int failDestination(char const * operation, char const * text, DtInetEndpoint const & to);
    bool maySend(char const * operation);
    DtInetEndpoint & targetOf(DtInetEndpoint & to);
-   int refuseSend(char const * operation, DtInetEndpoint const & to, int error);
+   [[gnu::cold]] int refuseSend(char const * operation, DtInetEndpoint const & to, int error);
    DtInetSockFlushStatus sendBundle(tsl::Bundle & bundle);
    bool joinsBundle(char const * data, std::size_t size, DtInetEndpoint & to, unsigned long flags);
    bool hasOwnReceiveOnly();

@@ -128,7 +128,7 @@ bool DtDisSocket::joinsBundle(char const * data, std::size_t size, DtInetEndpoin
        typeid(*this) != typeid(DtDisSocket))
       return false;
    DtScopedLock guard(myImpl->lock, myLockNeeded);
-   tsl::Bundle * const bundle = to.isUdp() ? myImpl->bundles.find(to) : nullptr;
+   tsl::Bundle * const bundle = myImpl->bundles.findForUdp(to);
    if (bundle == nullptr || bundle->bytes == 0 || bundle->isSending)
       return false;
    std::int64_t const start = padded(bundle->bytes, myImpl->bundleByteAlignment);

@@ -40,11 +40,7 @@ template<class SendOne>
 int DtDisSocket::sendToAll(char const * operation, SendOne const & sendOne)
 {
    if (!tsl::EndpointAccess::isOk(myDestination))
-   {
-      DtScopedLock guard(myImpl->lock, myLockNeeded);
-      return fail(109, DtString(operation) +
-                          "Error - no default destination set: " + myDestination.toDtString(false));
-   }
+      return failDestination(operation, "Error - no default destination set: ", myDestination);
    int result = sendOne(myDestination);
    bool isFirstInvalid = true;
    for (std::unique_ptr<tsl::Destination> const & destination : myImpl->additionalDestinations)
@@ -55,14 +51,19 @@ int DtDisSocket::sendToAll(char const * operation, SendOne const & sendOne)
          result = sendOne(to);
          continue;
       }
-      DtScopedLock guard(myImpl->lock, myLockNeeded);
-      DtString const before = isFirstInvalid
-                                 ? DtString(operation) + "Error - additional destination is invalid: "
-                                 : myLastErrorText + ", ";
-      result = fail(109, before + to.toDtString(false));
+      char const * const text = "Error - additional destination is invalid: ";
+      result = isFirstInvalid ? failDestination(operation, text, to) : failDestination(nullptr, ", ", to);
       isFirstInvalid = false;
    }
    return result;
+}
+
+/// Fails for a destination. Without an operation the text goes on from the one before.
+int DtDisSocket::failDestination(char const * operation, char const * text, DtInetEndpoint const & to)
+{
+   DtScopedLock guard(myImpl->lock, myLockNeeded);
+   DtString const before = operation == nullptr ? myLastErrorText : DtString(operation);
+   return fail(109, before + text + to.toDtString(false));
 }
 
 int DtDisSocket::send(char * data, std::size_t size, unsigned long flags)
