@@ -12,9 +12,8 @@
 ///
 ///    SignalStorm const storm;
 ///    EXPECT_EQ(socket.recv(bytes, 5), 5);
-class SignalStorm
+struct SignalStorm
 {
-public:
    SignalStorm()
    {
       handled = 0;
@@ -39,7 +38,6 @@ public:
    /// How many signals have been handled so far.
    int count() const { return handled; }
 
-private:
    static inline std::atomic<int> handled;
    struct sigaction before;
    std::atomic<bool> isOver{false};

@@ -21,9 +21,8 @@ TEST(Directory, OpensFilesForThisProcessOnly)
    {
       std::FILE * const file = DtFileOpen(path.c_str(), mode);
       ASSERT_NE(file, nullptr) << mode;
-      EXPECT_TRUE(fcntl(fileno(file), F_GETFD) == FD_CLOEXEC &&
-                  (std::fputs("x", file) >= 0) == (std::string(mode) != "rb"))
-         << mode;
+      EXPECT_EQ(fcntl(fileno(file), F_GETFD), FD_CLOEXEC);
+      EXPECT_EQ(std::fputs("x", file) >= 0, std::string(mode) != "rb") << mode;
       DtFileClose(file);
    }
    EXPECT_EQ(folder.read("file"), "xx");

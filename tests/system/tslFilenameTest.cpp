@@ -2,8 +2,8 @@
 #include "tslutil/system/tslFilename.h"
 
 #include "support/capturedStream.h"
-#include "support/temporaryFolder.h"
 #include "support/tsv.h"
+#include "system/workFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -50,33 +50,31 @@ TEST(DtFilename, IsJoined)
 /// Says itself whether it exists.
 struct Fixed : DtFilename
 {
-   Fixed(std::string const & name, bool is) : DtFilename(name.c_str()), there(is) {}
+   Fixed(char const * name, bool is) : DtFilename(name), there(is) {}
    bool exists() const override { return there; }
    bool const there;
 };
 
 TEST(DtFilename, TestsFilesOnceItExistsAndFindsItselfBehindAnotherPath)
 {
-   TemporaryFolder const folder;
-   std::string const file = folder.write("sub/file", "12345"), pipe = folder.path("pipe");
-   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+   WorkFolder const folder;
+   folder.write("sub/file", "12345");
+   ASSERT_EQ(mkfifo("pipe", 0600), 0);
    auto const facts = [](DtFilename const & name)
    {
       return std::string(name.exists() ? "e" : "") + (name.isReadable() ? "r" : "") +
              (name.isWritable() ? "w" : "") + std::to_string(name.fileLength());
    };
    CapturedStream const captured;
-   EXPECT_EQ(facts(file.c_str()), "erw5");
-   for (std::string const & name : {folder.path(), pipe})
-      EXPECT_EQ(facts(name.c_str()), "ew0");
-   EXPECT_EQ(facts("/no/such/file") + facts(Fixed(file, false)) + captured.text(), "00");
+   EXPECT_EQ(facts("sub/file") + facts("sub") + facts("pipe"), "erw5ew0ew0");
+   EXPECT_EQ(facts("/no/such/file") + facts(Fixed("sub/file", false)) + captured.text(), "00");
    EXPECT_EQ(facts(Fixed("/no/such/file", true)), "e0");
    EXPECT_EQ(captured.textAt(1), "DtFileName error getting File Length for /no/such/file\n");
-   DtFilename name("sub/file");
+   DtFilename name("file");
    EXPECT_FALSE(name.searchAlternatePath(nullptr) || name.searchAlternatePath("/no/such/path"));
-   EXPECT_EQ(name, "sub/file");
-   for (char const * const path : {folder.path().c_str(), "/elsewhere"})
-      EXPECT_TRUE(name.searchAlternatePath(path) && name == file.c_str());
+   EXPECT_EQ(name, "file");
+   for (char const * const path : {"sub", "/elsewhere"})
+      EXPECT_TRUE(name.searchAlternatePath(path) && name == "sub/file");
 }
 
 } // namespace

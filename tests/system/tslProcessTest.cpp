@@ -91,30 +91,29 @@ TEST(DtCreateProcess, GivesTheChildTheTerminalIfShownAndNothingElseEver)
 
 TEST(DtCreateProcess, LeavesNoZombieAfterTheNextStartOrTheEnd)
 {
-   CapturedStream const info;
+   CapturedStream const captured;
    for (int i = 0; i < 1000; ++i)
       ASSERT_TRUE(DtCreateProcess("true", {}, DtProcessHidden));
-   siginfo_t ended = {};
+   siginfo_t info = {};
    auto const startNone = [&](idtype_t kind, int process)
    {
       EXPECT_FALSE(DtCreateProcess("/none", {}, DtProcessHidden));
-      return waitid(kind, static_cast<id_t>(process), &ended, WEXITED | WNOWAIT | WNOHANG);
+      return waitid(kind, static_cast<id_t>(process), &info, WEXITED | WNOWAIT | WNOHANG);
    };
    EXPECT_TRUE(eventually([&] { return startNone(P_ALL, 0) == -1 && errno == ECHILD; }));
    // The application's own are left to it.
    int const own = startChild([] { return 7; });
-   EXPECT_TRUE(eventually([&] { return startNone(P_PID, own) == 0 && ended.si_pid == own; }));
+   EXPECT_TRUE(eventually([&] { return startNone(P_PID, own) == 0 && info.si_pid == own; }));
    EXPECT_EQ(startNone(P_PID, own), 0);
-   EXPECT_EQ(::ended(own), 7);
+   EXPECT_EQ(ended(own), 7);
    // What a child has started would come to this process.
    prctl(PR_SET_CHILD_SUBREAPER, 1);
-   EXPECT_EQ(::ended(startChild(
-                [&]
-                {
-                   bool const isStarted = DtCreateProcess("true", {}, DtProcessHidden);
-                   return waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT) == 0 && isStarted ? 0 : 1;
-                })),
-             0);
+   auto const startAndEnd = [&]
+   {
+      bool const isStarted = DtCreateProcess("true", {}, DtProcessHidden);
+      return waitid(P_ALL, 0, &info, WEXITED | WNOWAIT) == 0 && isStarted ? 0 : 1;
+   };
+   EXPECT_EQ(ended(startChild(startAndEnd)), 0);
    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
    prctl(PR_SET_CHILD_SUBREAPER, 0);
 }

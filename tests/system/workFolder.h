@@ -6,8 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-/// A temporary folder that the process works in while it lives. Afterwards the variable PATH is what it was,
-/// too.
+/// A temporary folder that the process works in while it lives; PATH is put back at its end, too.
 struct WorkFolder : TemporaryFolder
 {
    WorkFolder() { std::filesystem::current_path(path()); }

@@ -46,10 +46,8 @@ TEST(DtScopedLock, LocksAndUnlocksOnceThroughTheSlots)
 /// Its data are two counts, of the beginnings and of the ends.
 struct Sequence : DtScopedSequenceLock
 {
-   Sequence(int * counts, void (*first)(void *), void (*last)(void *))
-      : DtScopedSequenceLock(counts, first, last)
-   {
-   }
+   typedef void (*Call)(void *);
+   Sequence(int * counts, Call first, Call last) : DtScopedSequenceLock(counts, first, last) {}
    static void begin(void * counts) { ++static_cast<int *>(counts)[0]; }
    static void end(void * counts) { ++static_cast<int *>(counts)[1]; }
 };

@@ -36,16 +36,7 @@ auto throwsText(std::string const & text)
    return testing::Throws<DtException>(testing::Property(&DtException::message, testing::StrEq(text)));
 }
 
-template<class Pool>
-char * at(Pool const & pool)
-{
-   return static_cast<char *>(pool.address());
-}
-
-auto openFiles()
-{
-   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
+auto const at = [](auto const & pool) { return static_cast<char *>(pool.address()); };
 
 TEST(DtSharedMemoryPool, EndsWithTheLastProcessHoweverItEnds)
 {
@@ -170,6 +161,8 @@ TEST(DtSharedMemoryPool, IsSharedUnderItsNameAndOutlivesItsManager)
    EXPECT_EQ(std::filesystem::file_size(file), 5000u);
    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
    first.reset();
+   auto const openFiles = []
+   { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
    auto const before = openFiles();
    for (int i = 0; i < 50; ++i)
       Manager(name, 1);
