@@ -49,7 +49,7 @@ std::string number(int value)
    return {reinterpret_cast<char const *>(&bits), sizeof bits};
 }
 
-/// The bytes of "27 77 5 5 0 x 9*o": numbers, texts, and nine times a letter.
+/// The bytes of "= 77 5 5 0 x 9*o": numbers, texts, and nine times a letter, behind their length.
 std::string bytesOf(std::string const & notation)
 {
    std::istringstream words(notation);
@@ -59,15 +59,13 @@ std::string bytesOf(std::string const & notation)
          bytes.append(std::stoul(word), word.back());
       else
          bytes += word.find_first_not_of("-0123456789") == std::string::npos ? number(std::stoi(word)) : word;
+   if (bytes[0] == '=')
+      bytes.replace(0, 1, number(static_cast<int>(bytes.size()) + 3));
    return bytes;
 }
 
 /// The only message of a file x.
-std::string good(std::string const & content = "good")
-{
-   int const size = static_cast<int>(content.size());
-   return number(22 + size) + number(77) + number(5) + number(size) + number(0) + 'x' + '\0' + content;
-}
+std::string const theGood = bytesOf(std::string("= 77 5 4 0 x\0good", 17));
 
 /// A sender that says what it likes, to a port of this host.
 struct Stranger : DtInetTcpSocket
@@ -256,7 +254,7 @@ Transfers::Transfers()
    receiver.setSilenceLimit(0.05);
    verbs["take"] = [this](auto & row) { return taken(bytesOf(row[1])); };
    verbs["survive"] = [this](auto & row) {
-      std::string const text = taken(bytesOf(row[1])), after = taken(good());
+      std::string const text = taken(bytesOf(row[1])), after = taken(theGood);
       return text + (after == "'good'" && entries(receiver.path()) == 2 ? "" : ", then " + after);
    };
    verbs["listen"] = [this](auto & row) {
@@ -282,7 +280,6 @@ Transfers::Transfers()
    verbs["target"] = [this](auto &) { return receiver.read("target"); };
    verbs["limit"] = [this](auto & row) { return limitBefore = limit(RLIMIT_FSIZE, row[1] == "off" ? limitBefore : as<rlim_t>(row[1])), "done"; };
    verbs["most"] = [this](auto &) { return std::to_string(receiver.most); };
-   verbs["there is"] = [](auto & row) { return fs::exists(row[1]) ? "yes" : "no"; };
 }
 // clang-format on
 
@@ -327,12 +324,12 @@ TEST(DtInetFileTransporter, KeepsNoDescriptorOfPeersThatLeaveAndFewOfOthers)
    long const before = entries(theDescriptors);
    std::vector<std::unique_ptr<Stranger>> idle;
    for (int peer = 0; peer < 70; ++peer)
-      idle.push_back(std::make_unique<Stranger>(receiver.port(), good()));
+      idle.push_back(std::make_unique<Stranger>(receiver.port(), theGood));
    EXPECT_TRUE(receiver.takes(70) && receiver.holds(before + 70 + 64));
    idle.clear();
    EXPECT_TRUE(receiver.holds(before));
    for (int peer = 0; peer < 30; ++peer)
-      Stranger(receiver.port(), good());
+      Stranger(receiver.port(), theGood);
    rlim_t const all = limit(RLIMIT_NOFILE, static_cast<rlim_t>(before + 8));
    EXPECT_TRUE(receiver.takes(30)) << "peers that stand in a queue";
    limit(RLIMIT_NOFILE, all);
@@ -344,7 +341,7 @@ TEST(DtInetFileTransporter, KeepsNoDescriptorOfPeersThatLeaveAndFewOfOthers)
    limit(RLIMIT_NOFILE, all);
    close(none);
    receiver.tick();
-   Stranger const lucky(receiver.port(), good());
+   Stranger const lucky(receiver.port(), theGood);
    EXPECT_TRUE(receiver.takes() && words(said).empty()) << "listens again";
    EXPECT_THAT(receiver.files, ElementsAre("good"));
 }
