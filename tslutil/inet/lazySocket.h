@@ -43,7 +43,9 @@ public:
    /// The system's socket, platform::noSocket if it isn't open.
    platform::SocketHandle handle() const
    {
-      return myBoostSocket == nullptr ? myHandle : myBoostSocket->native_handle();
+      // None stands here while the Boost socket owns it.
+      return myHandle != platform::noSocket || myBoostSocket == nullptr ? myHandle
+                                                                        : myBoostSocket->native_handle();
    }
 
    Protocol const & protocol() const { return myProtocol; }

@@ -91,7 +91,8 @@ public:
 private:
    // The parts of send() and receive() that are seldom needed stand elsewhere: between two system calls there
    // is little room in the processor's caches.
-   platform::Transfer sendRest(void const * data, std::size_t size, platform::Transfer const & sent);
+   [[gnu::cold]] platform::Transfer sendRest(void const * data, std::size_t size,
+                                             platform::Transfer const & sent);
    platform::Transfer receiveLater(void * data, std::size_t size, platform::Transfer const & got);
    platform::Transfer sendRest(platform::Slice * slices, std::size_t count, platform::Transfer sent);
    platform::Transfer received(platform::Transfer const & got);
