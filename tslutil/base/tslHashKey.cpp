@@ -108,27 +108,14 @@ bool sameTexts(DtBaseHashKey const & left, DtBaseHashKey const & right)
    return true;
 }
 
-/// 16 bits of a text, never 0. The hash is the same for very many texts that differ in their digits alone.
-std::uint16_t markOf(char const * text)
-{
-   std::size_t length = std::strlen(text);
-   std::uint64_t sum = length;
-   while (length > 0)
-   {
-      std::uint64_t bytes = 0;
-      std::size_t const count = std::min(length, sizeof bytes);
-      std::memcpy(&bytes, text, count);
-      sum = (sum ^ bytes) * 0x9E3779B97F4A7C15u;
-      sum ^= sum >> 32;
-      text += count;
-      length -= count;
-   }
-   return static_cast<std::uint16_t>(sum | 1);
-}
-
 } // namespace
 
 std::atomic<bool> DtBaseHashKey::aStoredKeyChanged{false};
+
+void DtBaseHashKey::noteStoredChange()
+{
+   aStoredKeyChanged.store(true, std::memory_order_relaxed);
+}
 
 DtBaseHashKey::~DtBaseHashKey() = default;
 
@@ -249,11 +236,11 @@ void * DtPtrHashKey::value() const
    return myValue;
 }
 
-DtStringHashKey::DtStringHashKey() = default;
+DtStringHashKey::DtStringHashKey() : textLength(0) {}
 
-DtStringHashKey::DtStringHashKey(DtString const & text) : myValue(text) {}
+DtStringHashKey::DtStringHashKey(DtString const & text) : myValue(text), textLength(0) {}
 
-DtStringHashKey::DtStringHashKey(char const * text) : myValue(text) {}
+DtStringHashKey::DtStringHashKey(char const * text) : myValue(text), textLength(0) {}
 
 DtStringHashKey::DtStringHashKey(DtStringHashKey const & other) = default;
 
@@ -293,11 +280,22 @@ void DtStringHashKey::setValue(DtString const & text)
    myValue = text;
 }
 
-std::uint16_t DtStringHashKey::textMark() const
+/// Makes the mark: 16 bits of the text, never 0. The hash is the same for very many texts that differ in
+/// their digits alone.
+void DtStringHashKey::noteText() const
 {
-   if (mark == 0)
-      mark = markOf(myValue.DtString::c_str());
-   return mark;
+   char const * const text = myValue.DtString::c_str();
+   std::size_t const length = std::strlen(text);
+   std::uint64_t sum = length;
+   for (std::size_t place = 0; place < length; place += sizeof sum)
+   {
+      std::uint64_t bytes = 0;
+      std::memcpy(&bytes, text + place, std::min(length - place, sizeof bytes));
+      sum = (sum ^ bytes) * 0x9E3779B97F4A7C15u;
+      sum ^= sum >> 32;
+   }
+   textLength = static_cast<std::uint32_t>(length);
+   mark = static_cast<std::uint16_t>(sum | 1);
 }
 
 DtWStringHashKey::DtWStringHashKey() = default;

@@ -84,14 +84,15 @@ private:
    void noteChange()
    {
       if (isStored)
-         aStoredKeyChanged.store(true, std::memory_order_relaxed);
+         noteStoredChange();
    }
+   static void noteStoredChange();
 
-   static std::atomic<bool> aStoredKeyChanged;
+   [[gnu::visibility("hidden")]] static std::atomic<bool> aStoredKeyChanged;
 
    mutable bool isHashed;
    bool isStored;              ///< as a table's own copy
-   mutable std::uint16_t mark; ///< of a text; 0 as long as nobody has asked
+   mutable std::uint16_t mark; ///< for tables; 0 until one needs it, and then the hash is there, too
    mutable std::uint32_t hash;
 };
 
@@ -202,9 +203,10 @@ public:
 private:
    friend class DtHashlist;
 
-   std::uint16_t textMark() const;
+   void noteText() const;
 
    DtString myValue;
+   mutable std::uint32_t textLength; ///< if there is a mark
 };
 
 inline DtString const & DtStringHashKey::value() const

@@ -41,26 +41,37 @@ std::type_info const * ownClassOf(DtBaseHashKey const & key)
    return isOwn ? &typeid(key) : nullptr;
 }
 
-/// What equalTo says of two keys of one hash and of one of the library's own classes.
-bool areEqual(DtBaseHashKey const & stored, DtBaseHashKey const & wanted)
+template<class Word>
+bool areSameAt(char const * left, char const * right, std::size_t place)
 {
-   if (isExactly<DtIntHashKey>(wanted))
-      return true; // a number is its own hash
-   if (!isExactly<DtStringHashKey>(wanted))
-      return stored.equalTo(wanted);
-   DtString const & text = static_cast<DtStringHashKey const &>(stored).DtStringHashKey::value();
-   DtString const & wantedText = static_cast<DtStringHashKey const &>(wanted).DtStringHashKey::value();
-   return std::strcmp(text.DtString::c_str(), wantedText.DtString::c_str()) == 0;
+   Word ours;
+   Word theirs;
+   std::memcpy(&ours, left + place, sizeof ours);
+   std::memcpy(&theirs, right + place, sizeof theirs);
+   return ours == theirs;
 }
 
-/// Eight places in the index for each bucket, as the nearest power of two: by how much a hash of 64 bits is
-/// shifted down to such a place.
-int indexShiftFor(int bucketCount)
+/// Whether so many bytes are equal. Names are short: without a call, and with the last bytes perhaps twice.
+bool areSame(char const * left, char const * right, std::size_t count)
 {
-   int shift = 64 - 3;
-   while (shift > 32 && (1LL << (61 - shift)) < bucketCount)
-      --shift;
-   return shift;
+   if (count < 4)
+      return count == 0 || (left[0] == right[0] && left[count / 2] == right[count / 2] &&
+                            left[count - 1] == right[count - 1]);
+   if (count < 8)
+      return areSameAt<std::uint32_t>(left, right, 0) && areSameAt<std::uint32_t>(left, right, count - 4);
+   for (std::size_t place = 0; place + 8 < count; place += 8)
+      if (!areSameAt<std::uint64_t>(left, right, place))
+         return false;
+   return areSameAt<std::uint64_t>(left, right, count - 8);
+}
+
+/// Eight places in the index for each bucket, as the next power of two, up to what 32 bits tell apart.
+std::size_t indexSizeFor(int bucketCount)
+{
+   std::size_t size = 8;
+   while (size < 8 * static_cast<std::size_t>(bucketCount) && size < 0x80000000u)
+      size *= 2;
+   return size;
 }
 
 template<class Matches>
@@ -125,9 +136,9 @@ DtHashlist::DtHashlist(DtList * list, int numBuckets)
      values(list),
      buckets(new DtList[static_cast<std::size_t>(bucketCount)]),
      keyClass(nullptr),
-     indexShift(indexShiftFor(bucketCount))
+     indexMask(indexSizeFor(bucketCount) - 1)
 {
-   index.reset(new DtHashItem *[std::size_t(1) << (64 - indexShift)]());
+   index.reset(new DtHashItem *[indexMask + 1]());
    if (ownsValues)
       values = new DtList;
 }
@@ -188,15 +199,81 @@ void * DtHashlist::drop(DtList & bucket, DtListItem * item)
    return values->remove(record->listItem());
 }
 
+/// Whether the index finds a key as a walk of its bucket would: no subclass can have changed what the
+/// operations do and what the buckets hold, and all keys are as they were added, of the library's own class
+/// that this one is of.
+inline bool DtHashlist::isIndexed(DtBaseHashKey const & key) const
+{
+   return keyClass == &typeid(key) && isExactly<DtHashlist>(*this) &&
+          !DtBaseHashKey::aStoredKeyChanged.load(std::memory_order_relaxed);
+}
+
+/// Gives a key its hash and mark. The hash is the same for very many texts that differ in their digits alone;
+/// the mark tells most of those apart.
+void DtHashlist::note(DtBaseHashKey const & key)
+{
+   key.DtBaseHashKey::hashValue();
+   if (isExactly<DtStringHashKey>(key))
+      static_cast<DtStringHashKey const &>(key).noteText();
+   else
+      key.mark = 1;
+}
+
+/// What tells keys of one class apart; for a key with a mark.
+inline std::uint64_t DtHashlist::signOf(DtBaseHashKey const & key)
+{
+   return std::uint64_t(key.hash) << 16 | key.mark;
+}
+
+inline DtHashItem *& DtHashlist::indexAt(std::uint64_t sign) const
+{
+   return index[(sign * 0x9E3779B97F4A7C15u) >> 32 & indexMask];
+}
+
+inline DtHashItem * DtHashlist::findText(DtStringHashKey const & key) const
+{
+   std::uint64_t const sign = signOf(key);
+   for (DtHashItem * record = indexAt(sign); record != nullptr; record = record->nextInIndex)
+   {
+      auto const & stored = static_cast<DtStringHashKey const &>(*record->myKey);
+      if (record->sign == sign && stored.textLength == key.textLength &&
+          areSame(stored.myValue.DtString::c_str(), key.myValue.DtString::c_str(), key.textLength))
+         return record;
+   }
+   return nullptr;
+}
+
+DtHashItem * DtHashlist::find(DtBaseHashKey const & key) const
+{
+   if (key.mark == 0)
+      note(key);
+   if (isExactly<DtStringHashKey>(key))
+      return findText(static_cast<DtStringHashKey const &>(key));
+   std::uint64_t const sign = signOf(key);
+   DtHashItem * record = indexAt(sign);
+   while (record != nullptr && (record->sign != sign || !record->myKey->equalTo(key)))
+      record = record->nextInIndex;
+   return record;
+}
+
+// A kept text is found without a call.
 void * DtHashlist::lookup(DtBaseHashKey const & key) const
 {
-   if (!isIndexed(key))
-   {
-      DtListItem const * const item = itemLookup(key);
-      return item != nullptr ? item->data() : nullptr;
-   }
-   DtHashItem const * const record = find(key);
+   if (!isExactly<DtStringHashKey>(key) || key.mark == 0 || !isIndexed(key))
+      return lookupOther(key);
+   DtHashItem const * const record = findText(static_cast<DtStringHashKey const &>(key));
    return record != nullptr ? record->myListItem->data() : nullptr;
+}
+
+// Not in line, so that the road above saves no registers.
+[[gnu::noinline]] void * DtHashlist::lookupOther(DtBaseHashKey const & key) const
+{
+   DtListItem const * item = nullptr;
+   if (!isIndexed(key))
+      item = itemLookup(key);
+   else if (DtHashItem const * const record = find(key))
+      item = record->myListItem;
+   return item != nullptr ? item->data() : nullptr;
 }
 
 void * DtHashlist::operator[](DtBaseHashKey const & key) const
@@ -263,38 +340,6 @@ DtListItem * DtHashlist::bucketItemLookup(DtBaseHashKey const & key) const
    return record != nullptr ? record->bucketItem : nullptr;
 }
 
-/// Whether the index finds a key as a walk of its bucket would: no subclass can have changed what the
-/// operations do and what the buckets hold, and all keys are as they were added, of the library's own class
-/// that this one is of.
-bool DtHashlist::isIndexed(DtBaseHashKey const & key) const
-{
-   return keyClass == &typeid(key) && isExactly<DtHashlist>(*this) &&
-          !DtBaseHashKey::aStoredKeyChanged.load(std::memory_order_relaxed);
-}
-
-/// What tells keys of one class apart: the hash, and the mark of a text.
-std::uint64_t DtHashlist::signOf(DtBaseHashKey const & key)
-{
-   std::uint64_t const hash = key.DtBaseHashKey::hashValue();
-   std::uint64_t const mark =
-      isExactly<DtStringHashKey>(key) ? static_cast<DtStringHashKey const &>(key).textMark() : 0u;
-   return hash << 16 | mark;
-}
-
-DtHashItem *& DtHashlist::indexAt(std::uint64_t sign) const
-{
-   return index[(sign * 0x9E3779B97F4A7C15u) >> indexShift];
-}
-
-DtHashItem * DtHashlist::find(DtBaseHashKey const & key) const
-{
-   std::uint64_t const sign = signOf(key);
-   DtHashItem * record = indexAt(sign);
-   while (record != nullptr && (record->sign != sign || !areEqual(*record->myKey, key)))
-      record = record->nextInIndex;
-   return record;
-}
-
 void DtHashlist::addToIndex(DtHashItem & record)
 {
    std::type_info const * const ownClass = ownClassOf(*record.myKey);
@@ -302,6 +347,7 @@ void DtHashlist::addToIndex(DtHashItem & record)
    if (ownClass == nullptr)
       return;
    record.myKey->isStored = true;
+   note(*record.myKey);
    record.sign = signOf(*record.myKey);
    DtHashItem *& first = indexAt(record.sign);
    record.nextInIndex = first;

@@ -107,7 +107,10 @@ protected:
 
 private:
    bool isIndexed(DtBaseHashKey const & key) const;
+   void * lookupOther(DtBaseHashKey const & key) const;
+   static void note(DtBaseHashKey const & key);
    static std::uint64_t signOf(DtBaseHashKey const & key);
+   DtHashItem * findText(DtStringHashKey const & key) const;
    DtHashItem * find(DtBaseHashKey const & key) const;
    DtHashItem *& indexAt(std::uint64_t sign) const;
    void addToIndex(DtHashItem & record);
@@ -122,5 +125,5 @@ private:
    // Beside the buckets, which get long: finds keys as long as all are of one of the library's classes.
    std::type_info const * keyClass;
    std::unique_ptr<DtHashItem *[]> index;
-   int indexShift;
+   std::size_t indexMask;
 };
