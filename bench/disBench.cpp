@@ -11,14 +11,17 @@
 #include <array>
 #include <cstring>
 #include <deque>
+#include <list>
 #include <memory>
+#include <utility>
 
 namespace
 {
 
 constexpr std::size_t thePduSize = 144;
-constexpr std::size_t theBundlePdus = 9; // of 144 bytes, in 1400
 constexpr int theBundleSize = 1400;
+constexpr std::size_t theBundlePdus = theBundleSize / thePduSize;
+constexpr int theLargeBundleSize = 8000;
 
 DtInetEndpoint loopback(unsigned short port)
 {
@@ -159,23 +162,27 @@ bool const bundling =
                               });
                  });
 
-/// The least that splitting costs: a walk over the headers, a copy of each later PDU, and its hand-over.
+/// The least that splitting costs: a walk over the headers, a copy of each later PDU, and its hand-over with
+/// the name of its sender.
 class HandUnbundler
 {
 public:
-   void run(std::vector<char> const & bundle, std::vector<char> & out)
+   void run(std::vector<char> const & bundle, sockaddr_in const & sender, std::vector<char> & out,
+            sockaddr_in & from)
    {
       std::size_t at = sizeOf(bundle, 0);
       while (at < bundle.size())
       {
          std::size_t const size = sizeOf(bundle, at);
-         queue.push_back(new std::vector<char>(bundle.begin() + static_cast<std::ptrdiff_t>(at),
-                                               bundle.begin() + static_cast<std::ptrdiff_t>(at + size)));
+         queue.emplace_back(sender,
+                            new std::vector<char>(bundle.begin() + static_cast<std::ptrdiff_t>(at),
+                                                  bundle.begin() + static_cast<std::ptrdiff_t>(at + size)));
          at += size;
       }
       while (!queue.empty())
       {
-         std::vector<char> const * const pdu = queue.front();
+         std::vector<char> const * const pdu = queue.front().second;
+         from = queue.front().first;
          std::memcpy(out.data(), pdu->data(), pdu->size());
          delete pdu;
          queue.pop_front();
@@ -189,19 +196,26 @@ private:
                                       static_cast<unsigned char>(bundle[at + 9]));
    }
 
-   std::deque<std::vector<char> *> queue;
+   std::deque<std::pair<sockaddr_in, std::vector<char> *>> queue;
 };
 
 bool const unbundling =
    addComparison({"a bundle of 9 PDUs split and delivered", "new vectors by hand", 0.55, 0},
                  [](Bench & bench)
                  {
-                    DtDisSocket socket(loopback(1), 1, nullptr, DtInetSockFlagsDefault, false);
+                    RawSocket sender;
+                    DtDisSocket socket(loopback(sender.port()), 1, nullptr, DtInetSockFlagsDefault, false);
+                    socket.setLocalPort(0);
+                    socket.openSocket();
                     std::vector<char> bundle = makeBundle(theBundlePdus);
                     std::vector<char> out(1500);
                     DtInetSockChain received{&bundle};
                     DtInetSockChain chain{&out};
-                    DtInetEndpoint from = loopback(3000);
+                    // An endpoint that says where a datagram came from, as it is of use here only.
+                    DtInetEndpoint from;
+                    sender.send(bundle.data(), thePduSize, socket.localPort());
+                    socket.recvFrom(out.data(), out.size(), from, 0);
+                    sockaddr_in name;
                     HandUnbundler byHand;
                     bench.run(
                        [&]
@@ -214,8 +228,48 @@ bool const unbundling =
                              socket.getNextBundle(0, chain, from, &status);
                           }
                        },
-                       [&] { byHand.run(bundle, out); });
+                       [&] { byHand.run(bundle, sender.name(), out, name); });
                  });
+
+/// Four tests of a header, of so many values each, and the walks over lists that they are made of.
+void measureTests(Bench & bench, unsigned long count)
+{
+   std::array<DtPduFilterTest, 4> tests;
+   std::array<std::list<unsigned long>, 3> lists;
+   for (unsigned long value = 0; value < count; ++value)
+   {
+      for (DtPduFilterTest & test : tests)
+         test.extendTest(100 + value);
+      for (std::list<unsigned long> & list : lists)
+         list.push_back(100 + value);
+   }
+   std::vector<char> pdu = makePdu();
+   benchmark::DoNotOptimize(tests.data());
+   benchmark::DoNotOptimize(lists.data());
+   bench.run(
+      [&]
+      {
+         bool passes = true;
+         for (int i = 0; i < 4; ++i)
+            passes &= (&tests[0] + i)->evalTest(pdu.data(), i, i < 3 ? DtPduFilterByte : DtPduFilterOther);
+         benchmark::DoNotOptimize(passes);
+      },
+      [&]
+      {
+         bool passes = true;
+         for (std::size_t i = 0; i < lists.size(); ++i)
+            for (unsigned long value : lists[i])
+               passes &= value != static_cast<unsigned char>(pdu[i]);
+         benchmark::DoNotOptimize(passes);
+         benchmark::ClobberMemory();
+      });
+}
+
+bool const tests[] = {
+   addComparison({"4 filter tests, empty", "3 lists by hand", 2.3, 0}, [](Bench & b) { measureTests(b, 0); }),
+   addComparison({"4 filter tests of 4 values", "3 lists by hand", 1.64, 0},
+                 [](Bench & b) { measureTests(b, 4); }),
+};
 
 // The whole road.
 
@@ -223,7 +277,8 @@ bool const unbundling =
 struct Road
 {
    explicit Road(int bundleSize)
-      : receiver(loopback(1), 1, nullptr, DtInetSockFlagsDefault, false),
+      : count(static_cast<std::size_t>(bundleSize) / thePduSize),
+        receiver(loopback(1), 1, nullptr, DtInetSockFlagsDefault, false),
         sender(loopback(1), 1, nullptr, DtInetSockFlagsDefault, false)
    {
       receiver.setLocalPort(0);
@@ -234,64 +289,73 @@ struct Road
       sender.setBundling(bundleSize, 0, 0, false);
    }
 
-   /// Nine PDUs there.
+   /// As many PDUs there as make a bundle.
    void run(std::vector<char> & pdu, std::vector<char> & data)
    {
-      for (std::size_t i = 0; i < theBundlePdus; ++i)
+      for (std::size_t i = 0; i < count; ++i)
          sender.send(pdu.data(), pdu.size(), 0);
       sender.flush();
-      for (std::size_t i = 0; i < theBundlePdus; ++i)
+      for (std::size_t i = 0; i < count; ++i)
          receiver.recvFrom(data.data(), data.size(), from, 0);
    }
 
+   std::size_t count;
    DtDisSocket receiver;
    DtDisSocket sender;
    DtInetEndpoint from;
 };
 
-bool const roadOwn =
-   addComparison({"PDUs/s in bundles of 1400", "its own, unbundled", 6.5, 0, true},
-                 [](Bench & bench)
-                 {
-                    Road bundled(theBundleSize);
-                    Road plain(0);
-                    std::vector<char> pdu = makePdu();
-                    std::vector<char> data(1500);
-                    bench.blockSize = 50;
-                    bench.run([&] { bundled.run(pdu, data); }, [&] { plain.run(pdu, data); });
-                 });
+void measureRoads(Bench & bench, int bundleSize)
+{
+   Road bundled(bundleSize);
+   Road plain(bundleSize);
+   plain.sender.setBundling(0, 0, 0, false);
+   std::vector<char> pdu = makePdu();
+   std::vector<char> data(static_cast<std::size_t>(bundleSize));
+   bench.blockSize = 50;
+   bench.run([&] { bundled.run(pdu, data); }, [&] { plain.run(pdu, data); });
+}
 
-bool const roadByHand =
+void measureRoadByHand(Bench & bench, int bundleSize)
+{
+   Road bundled(bundleSize);
+   RawSocket in;
+   RawSocket out;
+   std::vector<char> pdu = makePdu();
+   std::vector<char> data(static_cast<std::size_t>(bundleSize));
+   std::vector<std::vector<char>> buffers(bundled.count);
+   std::vector<iovec> slices(bundled.count);
+   sockaddr_in to = in.name();
+   msghdr message{};
+   message.msg_name = &to;
+   message.msg_namelen = sizeof to;
+   message.msg_iov = slices.data();
+   message.msg_iovlen = slices.size();
+   bench.blockSize = 50;
+   bench.run([&] { bundled.run(pdu, data); },
+             [&]
+             {
+                for (std::size_t i = 0; i < buffers.size(); ++i)
+                {
+                   buffers[i].assign(pdu.begin(), pdu.end());
+                   slices[i] = {buffers[i].data(), buffers[i].size()};
+                }
+                ::sendmsg(out.descriptor(), &message, 0);
+                ssize_t const got = ::recv(in.descriptor(), data.data(), data.size(), 0);
+                for (ssize_t at = 0; at < got; at += static_cast<ssize_t>(thePduSize))
+                   std::memcpy(buffers[0].data(), data.data() + at, thePduSize);
+             });
+}
+
+bool const roads[] = {
+   addComparison({"PDUs/s in bundles of 1400", "its own, unbundled", 6.5, 0, true},
+                 [](Bench & b) { measureRoads(b, theBundleSize); }),
    addComparison({"PDUs/s in bundles of 1400", "sendmsg and recv by hand", 0.85, 0, true},
-                 [](Bench & bench)
-                 {
-                    Road bundled(theBundleSize);
-                    RawSocket in;
-                    RawSocket out;
-                    std::vector<char> pdu = makePdu();
-                    std::vector<char> data(1500);
-                    std::array<std::vector<char>, theBundlePdus> buffers;
-                    bench.blockSize = 50;
-                    bench.run([&] { bundled.run(pdu, data); },
-                              [&]
-                              {
-                                 std::array<iovec, theBundlePdus> slices;
-                                 for (std::size_t i = 0; i < theBundlePdus; ++i)
-                                 {
-                                    buffers[i].assign(pdu.begin(), pdu.end());
-                                    slices[i] = {buffers[i].data(), buffers[i].size()};
-                                 }
-                                 sockaddr_in to = in.name();
-                                 msghdr message{};
-                                 message.msg_name = &to;
-                                 message.msg_namelen = sizeof to;
-                                 message.msg_iov = slices.data();
-                                 message.msg_iovlen = slices.size();
-                                 ::sendmsg(out.descriptor(), &message, 0);
-                                 ssize_t const got = ::recv(in.descriptor(), data.data(), data.size(), 0);
-                                 for (ssize_t at = 0; at < got; at += static_cast<ssize_t>(thePduSize))
-                                    std::memcpy(buffers[0].data(), data.data() + at, thePduSize);
-                              });
-                 });
+                 [](Bench & b) { measureRoadByHand(b, theBundleSize); }),
+   addComparison({"PDUs/s in bundles of 8000", "its own, unbundled", 17, 0, true},
+                 [](Bench & b) { measureRoads(b, theLargeBundleSize); }),
+   addComparison({"PDUs/s in bundles of 8000", "sendmsg and recv by hand", 0.60, 0, true},
+                 [](Bench & b) { measureRoadByHand(b, theLargeBundleSize); }),
+};
 
 } // namespace

@@ -237,7 +237,7 @@ private:
    DtInetSockRcvStatus serveSingle(char * data, DtInetEndpoint & from);
    DtInetSockRcvStatus serveCoupled(char * data, std::size_t size, DtInetEndpoint & from);
    DtInetSockRcvStatus receiveDirectly(char * data, std::size_t size, DtInetEndpoint & from);
-   [[gnu::cold]] DtInetSockRcvStatus receivedNothing(int count);
+   DtInetSockRcvStatus receivedNothing(int count);
    DtInetSockRcvStatus splitReceived(char * data, int count, DtInetEndpoint & from);
    DtInetSockRcvStatus receiveByChain(char * data, std::size_t size, DtInetEndpoint & from,
                                       unsigned long flags);

@@ -60,7 +60,7 @@ public:
    platform::Transfer receive(void * data, std::size_t size, platform::SocketName * from)
    {
       platform::Transfer const got = platform::receiveDatagram(handle(), data, size, from);
-      return got.error == 0 ? got : receiveAgain(got, data, size, from);
+      return got.error == 0 || neverWaits() ? got : receiveAgain(got, data, size, from);
    }
    /// The same into the first 64 vectors of a chain.
    platform::Transfer receive(DtInetSockChain const & chain, platform::SocketName * from);

@@ -170,6 +170,12 @@ public:
       return myBoostSocket->non_blocking();
    }
 
+   /// Whether a call that can't do anything at once is just over: isNonBlocking() where that is known here.
+   bool neverWaits() const
+   {
+      return myBoostSocket == nullptr && myNonBlocking.load(std::memory_order_relaxed);
+   }
+
    bool hasBoostSocket() const { return myBoostSocket != nullptr; }
 
    /// Takes over a Boost socket in place of the one that this is.

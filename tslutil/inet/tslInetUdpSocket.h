@@ -146,9 +146,10 @@ private:
    [[gnu::cold]] Failure failSend(int code, char const * operation, char const * reason);
    [[gnu::cold]] Failure refuseSend(char const * operation, DtInetEndpoint & to, int error);
    bool isNothingYet(int number) const;
-   [[gnu::cold]] DtInetSockRcvStatus failedReceive(char const * operation, int error);
-   [[gnu::cold]] DtInetSockRcvStatus failedPieceReceive(int error);
-   [[gnu::cold]] DtInetSockRcvStatus failedChainReceive(char const * operation, int error, bool wantsSender);
+   [[gnu::noinline]] DtInetSockRcvStatus failedReceive(char const * operation, int error);
+   DtInetSockRcvStatus failedPieceReceive(int error);
+   [[gnu::noinline]] DtInetSockRcvStatus failedChainReceive(char const * operation, int error,
+                                                            bool wantsSender);
    [[gnu::cold]] DtInetSockRcvStatus refuseReceive(char const * operation, int error);
 
    struct ChainSend;

@@ -70,9 +70,9 @@ ssize_t receiveOnce(SocketHandle socket, void * data, std::size_t size, SocketNa
    return got;
 }
 
-// What comes of a receive of which the first try is made: again, if a signal ended it.
-[[gnu::cold]] Transfer receiveAfter(ssize_t first, SocketHandle socket, void * data, std::size_t size,
-                                    SocketName * from)
+// What comes of a receive of which the first try is made: again, if a signal ended it. Polls mostly end here.
+[[gnu::noinline]] Transfer receiveAfter(ssize_t first, SocketHandle socket, void * data, std::size_t size,
+                                        SocketName * from)
 {
    return checked(repeat(first, [&] { return receiveOnce(socket, data, size, from); }), size);
 }
