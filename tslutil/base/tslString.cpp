@@ -313,15 +313,14 @@ bool DtString::chompBack()
 
 void DtString::toUpper()
 {
-   // No test for letters: a locale gives another case to letters alone.
-   for (char * c = storage; c != nullptr && *c != '\0'; ++c)
-      *c = static_cast<char>(std::toupper(byteOf(*c)));
+   if (storage != nullptr)
+      tsl::platform::changeToUpper(storage);
 }
 
 void DtString::toLower()
 {
-   for (char * c = storage; c != nullptr && *c != '\0'; ++c)
-      *c = static_cast<char>(std::tolower(byteOf(*c)));
+   if (storage != nullptr)
+      tsl::platform::changeToLower(storage);
 }
 
 void DtString::tokenize(char delim, std::vector<DtString> & out) const
