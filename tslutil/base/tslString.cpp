@@ -167,21 +167,21 @@ DtString & DtString::operator+=(char const * text)
    if (added == 0)
       return *this;
    std::size_t const old = static_cast<std::size_t>(size());
-   std::size_t const wanted = old + 1 + added;
-   if (wanted > static_cast<std::size_t>(capacity))
+   std::size_t const wanted = old + added + 1;
+   if (wanted <= static_cast<std::size_t>(capacity))
    {
-      // The text may lie in the old block: that goes last.
-      char * const block = newBlock(wanted);
-      if (old > 0)
-         std::memcpy(block, storage, old);
-      std::memcpy(block + old, text, added);
-      adopt(block, wanted);
+      char * const end = storage + old;
+      std::memmove(end, text, added);
+      end[added] = '\0';
+      return *this;
    }
-   else
-   {
-      std::memmove(storage + old, text, added);
-   }
-   storage[old + added] = '\0';
+   // The text may lie in the old block: that goes last.
+   char * const block = newBlock(wanted);
+   if (old > 0)
+      std::memcpy(block, storage, old);
+   std::memcpy(block + old, text, added);
+   block[old + added] = '\0';
+   adopt(block, wanted);
    return *this;
 }
 
