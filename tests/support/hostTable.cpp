@@ -19,9 +19,7 @@ extern "C" int getaddrinfo(char const * host, char const * service, addrinfo con
                             " " + std::to_string(hints->ai_flags));
    if (table->addresses.count(host) == 0 || (host == table->hidden && (hints->ai_flags & AI_ADDRCONFIG) != 0))
       return EAI_NONAME;
-   addrinfo literal = {};
-   literal.ai_flags = AI_NUMERICHOST;
-   literal.ai_socktype = SOCK_STREAM;
+   addrinfo const literal = {AI_NUMERICHOST, AF_UNSPEC, SOCK_STREAM, 0, 0, nullptr, nullptr, nullptr};
    for (std::string const & address : table->addresses[host])
    {
       askSystem(address.empty() ? "127.0.0.1" : address.c_str(), nullptr, &literal, result);
