@@ -292,27 +292,41 @@ TEST(DtInetFileTransporter, DoesAndTellsWhatItsScenariosSay)
 
 TEST(DtInetFileTransporter, DropsAFileWhoseSenderLeavesAtAnyByte)
 {
-   Watchdog const watchdog(240);
+   // The 12,800 bytes of 200 messages take a quarter of an hour: set TRANSFER_MESSAGES for them.
+   char const * const asked = std::getenv("TRANSFER_MESSAGES");
+   std::size_t const messageCount = asked ? std::stoul(asked) : 2, threadCount = 32;
+   Watchdog const watchdog(1800);
    CapturedStream const said;
    int const limit = DtInetUtils::getMaxPacketBufferSize();
    DtInetUtils::setMaxPacketBufferSize(64);
-   Transporter receiver;
-   std::string const bytes = bytesOf("64 77 5 98 0 x") + '\0' + bytesOf("42*c 64 77 56*c");
-   for (std::size_t cut = 1; cut <= bytes.size(); ++cut)
-      for (int const byReset : {1, 0})
-      {
-         bool const isWhole = cut == bytes.size();
-         linger const none{byReset, 0};
-         Stranger sender(receiver.port(), bytes.substr(0, cut));
-         setsockopt(static_cast<int>(sender.descriptor()), SOL_SOCKET, SO_LINGER, &none, sizeof none);
-         receiver.messages = 0;
-         if (!isWhole)
-            sender.closeSocket();
-         EXPECT_TRUE(receiver.takes());
-         EXPECT_EQ(receiver.messages, static_cast<int>(cut) / 64);
-         EXPECT_EQ(receiver.files, std::vector<std::string>(isWhole ? 1 : 0, std::string(98, 'c'))) << cut;
-         EXPECT_EQ(entries(receiver.path()), isWhole ? 2 : 1) << cut;
-      }
+   std::string const content(42 + 56 * (messageCount - 1), 'c');
+   std::string bytes = bytesOf("64 77 5 " + std::to_string(content.size()) + " 0 x") + '\0' + bytesOf("42*c");
+   while (bytes.size() < 64 * messageCount)
+      bytes += bytesOf("64 77 56*c");
+   auto const leaveAtEach = [&](std::size_t cut)
+   {
+      Transporter receiver;
+      for (; cut <= bytes.size(); cut += threadCount)
+         for (int const byReset : {1, 0})
+         {
+            bool const isWhole = cut == bytes.size();
+            linger const none{byReset, 0};
+            Stranger sender(receiver.port(), bytes.substr(0, cut));
+            setsockopt(static_cast<int>(sender.descriptor()), SOL_SOCKET, SO_LINGER, &none, sizeof none);
+            receiver.messages = 0;
+            if (!isWhole)
+               sender.closeSocket();
+            EXPECT_TRUE(receiver.takes());
+            EXPECT_EQ(receiver.messages, static_cast<int>(cut) / 64);
+            EXPECT_EQ(receiver.files, std::vector<std::string>(isWhole ? 1 : 0, content)) << cut;
+            EXPECT_EQ(entries(receiver.path()), isWhole ? 2 : 1) << cut;
+         }
+   };
+   std::vector<std::thread> threads;
+   for (std::size_t thread = 1; thread <= threadCount; ++thread)
+      threads.emplace_back(leaveAtEach, thread);
+   for (std::thread & thread : threads)
+      thread.join();
    DtInetUtils::setMaxPacketBufferSize(limit);
 }
 
@@ -322,6 +336,10 @@ TEST(DtInetFileTransporter, KeepsNoDescriptorOfPeersThatLeaveAndFewOfOthers)
    Transporter receiver;
    receiver.tick();
    long const before = entries(theDescriptors);
+   char const * const asked = std::getenv("TRANSFER_COUNT"); // many transfers, on demand
+   for (int left = asked ? std::atoi(asked) : 6; left > 0; --left)
+      EXPECT_TRUE((Stranger(receiver.port(), left % 3 == 0 ? number(0) : theGood), receiver.takes()));
+   EXPECT_TRUE(receiver.holds(before) && words(said) != "");
    std::vector<std::unique_ptr<Stranger>> idle;
    for (int peer = 0; peer < 70; ++peer)
       idle.push_back(std::make_unique<Stranger>(receiver.port(), theGood));
