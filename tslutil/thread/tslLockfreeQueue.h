@@ -3,6 +3,8 @@
 
 #include "tslutil/tslutilExport.h"
 
+#include <boost/lockfree/spsc_queue.hpp>
+
 #include <cstdint>
 
 /// The untyped core of a bounded queue of pointers between one thread that pushes and one that pops. Neither
@@ -25,15 +27,15 @@ public:
    virtual ~DtLockfreeQueueImpl();
 
    /// Appends a pointer; false, with nothing changed, if the queue is full. For the pushing thread.
-   bool _push(void * const & value);
+   bool _push(void * const & value) { return queue->push(value); }
    /// Takes the oldest pointer into `value` and returns 1; returns 0 and leaves `value` alone if there is
    /// none. For the popping thread.
-   std::uint64_t _pop(void *& value);
+   std::uint64_t _pop(void *& value) { return queue->pop(value); }
    /// Whether the queue holds nothing at this moment. For the popping thread.
-   bool _empty() const;
+   bool _empty() const { return queue->empty(); }
 
 private:
-   struct Queue;
+   typedef boost::lockfree::spsc_queue<void *> Queue;
 
    Queue * queue;
 };
