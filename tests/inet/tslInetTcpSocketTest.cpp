@@ -158,8 +158,6 @@ struct TcpWorld : World
    }
 
    FullListener full;
-   /// Holds a port, which can be had on 127.0.0.1 all the same.
-   boost::asio::ip::tcp::acceptor holder{full.context, {boost::asio::ip::make_address("127.0.0.2"), 0}};
    std::deque<Tcp> owned;
    std::unique_ptr<Stream> stream;
    std::map<std::string, Tcp *> sockets;
@@ -172,7 +170,7 @@ struct TcpWorld : World
 // clang-format off
 TcpWorld::TcpWorld()
 {
-   names = {{"full", std::to_string(full.port)}, {"held", std::to_string(holder.local_endpoint().port())}};
+   names["full"] = std::to_string(full.port);
    auto const deviceOf = [this](std::string const & name) { return name == "lo" ? &lo : nullptr; };
    verbs["bare"] = [=](auto & row) { return add(row); };
    verbs["client"] = [=](auto & row) { return add(row, DtInetEndpoint(DtInetAddr(row[3].c_str()), as<unsigned short>(row[4]), as<DtInetProtocol>(row[5])), 0, deviceOf(row[6]), as<Size>(row[2]), false); };
