@@ -3,6 +3,7 @@
 #include "support/slots.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <random>
 #include <set>
@@ -141,6 +142,33 @@ TEST(DtFedTarget, MergesAsAWalkFromTheStartAndAUnionDo)
                              succeeds ? expected.end() : before.end()))
          << seed;
    }
+}
+
+/// What tests add to the other table, behind the walk, is merged; and the walk goes on there.
+TEST(DtFedTarget, MergesWhatItsTestsAddToTheOtherTable)
+{
+   struct Adding : RowTarget
+   {
+      void add(char const * name) { addNote(new DtNotesType{name, ""}); }
+      bool NoteConsistencyTest(DtNotesType const &) override
+      {
+         std::exchange(atFirst, [] {})();
+         return true;
+      }
+      std::function<void()> atFirst = [] {};
+   } target, other, third;
+   target.add("k"), other.add("m"), other.add("z"), third.add("m"), third.add("y");
+   target.atFirst = [&]
+   {
+      other.add("a");
+      other.mergeNotes(third);
+   };
+   other.atFirst = [&] { other.add("b"); };
+   EXPECT_EQ(target.mergeNotes(other), DtMergeFomSuccess);
+   std::string names;
+   for (auto const & note : target.notes)
+      names += note->name.c_str();
+   EXPECT_EQ(names, "abkmyz");
 }
 
 /// Sees every step of a merge and of a check, and can spoil one.

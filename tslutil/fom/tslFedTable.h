@@ -161,9 +161,10 @@ public:
    bool merge(DtFedNamedTable const & other, Test test)
    {
       Walk beside(first);
+      std::size_t asked = 0;
       {
          WalkGuard const guard(*this, beside);
-         for (Place const * place = other.first; place != nullptr; place = place->behind)
+         for (Place const * place = other.first; place != nullptr; place = place->behind, ++asked)
          {
             fetchAhead(place);
             beside.turnTo(place->record);
@@ -171,10 +172,11 @@ public:
                return false;
          }
       }
-      if (beside.end())
+      // A test may have added records to the other table, behind the walk.
+      if (asked == other.size() && beside.end())
          insert(beside.takeNew());
       else if (&other != this)
-         replaceByUnion(other);
+         unite(other);
       return true;
    }
 
@@ -359,6 +361,18 @@ private:
       place.behind = next;
       (place.before != nullptr ? place.before->behind : first) = &place;
       (next != nullptr ? next->before : last) = &place;
+   }
+
+   /// Merges without tests. Only a table out of order, or with another that is, gets places anew.
+   void unite(DtFedNamedTable const & other)
+   {
+      Walk beside(first);
+      for (Place const * place = other.first; place != nullptr; place = place->behind)
+         beside.turnTo(place->record);
+      if (beside.end())
+         insert(beside.takeNew());
+      else
+         replaceByUnion(other);
    }
 
    void replaceByUnion(DtFedNamedTable const & other)
