@@ -174,6 +174,47 @@ TEST(DtHashlist, TakesFiveBlocksForAnInsertionAndNoneForALookup)
    std::thread(insertAndLookUp).join(); // which has no nodes to use again yet
 }
 
+/// Keys that stand elsewhere than a table would look for them, or that hide others: nothing is freed twice.
+TEST(DtHashlist, LetsGoOfWhatItDoesNotFind)
+{
+   struct OneBucket : List
+   {
+      using List::List;
+      DtList * bucketFromHashKey(Key) const override { return List::bucketFromHashKey(Int(0)); }
+   };
+   struct OddInt : Int
+   {
+      using Int::Int;
+      unsigned long computeHashValue() const override { return 1; }
+   };
+   DtList list;
+   {
+      OneBucket table(&list, 7);
+      for (unsigned long number = 0; number < 9; ++number)
+         table.add(Int(number), nullptr);
+      EXPECT_TRUE(table.remove(Int(8)) == nullptr && list.count() == 8u);
+   }
+   EXPECT_EQ(list.count(), 0u);
+
+   List table(1);
+   for (unsigned long number : {2ul, 3ul})
+   {
+      OddInt odd(number);
+      odd.hashValue();
+      table.add(Int(odd), data(number)); // with the hash of its subclass
+   }
+   EXPECT_EQ(contents(table), "22 33 ");
+   EXPECT_EQ(table[Int(3)], data(3));
+
+   List texts(7);
+   texts.add(Text("a"), nullptr);
+   texts.add(Text("b"), nullptr);
+   static_cast<Text &>(*static_cast<DtBaseHashKey *>(texts.keys()->first()->data())) =
+      static_cast<Text const &>(*static_cast<DtBaseHashKey *>(texts.keys()->last()->data()));
+   texts.empty();
+   EXPECT_EQ(texts.keys()->count(), 1u);
+}
+
 /// Beside a walk of all keys, with classes mixed and not, and in the end with one changed where it is stored.
 TEST(DtHashlist, FindsWhatAWalkOfItsKeysFinds)
 {

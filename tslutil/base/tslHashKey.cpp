@@ -191,11 +191,6 @@ unsigned long DtIntHashKey::computeHashValue() const
    return value();
 }
 
-unsigned long DtIntHashKey::value() const
-{
-   return myValue;
-}
-
 DtPtrHashKey::DtPtrHashKey(void * address) : myValue(address) {}
 
 DtPtrHashKey::DtPtrHashKey(DtPtrHashKey const & other) = default;

@@ -138,6 +138,11 @@ private:
    std::uint32_t myValue;
 };
 
+inline unsigned long DtIntHashKey::value() const
+{
+   return myValue;
+}
+
 /// An address. Hash and text, decimal digits, are of its low 32 bits, and so is operator==; a table compares
 /// the whole address.
 class TSLUTIL_EXPORT DtPtrHashKey : public DtBaseHashKey

@@ -25,6 +25,14 @@ DtBaseHashKey const & keyAt(DtListItem const * item)
    return *static_cast<DtBaseHashKey const *>(item->data());
 }
 
+DtListItem const * itemAt(DtList const & list, unsigned int place)
+{
+   DtListItem const * item = list.first();
+   for (; place > 0; --place)
+      item = item->next();
+   return item;
+}
+
 /// Whether an object is of exactly this class. Where it is told of two places in memory at once, the answer
 /// may be no without need.
 template<class Class, class Base>
@@ -33,12 +41,26 @@ bool isExactly(Base const & object)
    return &typeid(object) == &typeid(Class);
 }
 
+/// Whether a number or an address has the hash that it tells: copied from a subclass, it may have another.
+bool hasOwnHash(DtBaseHashKey const & key)
+{
+   if (isExactly<DtStringHashKey>(key))
+      return true;
+   if (isExactly<DtIntHashKey>(key))
+      return key.DtBaseHashKey::hashValue() == static_cast<DtIntHashKey const &>(key).DtIntHashKey::value();
+   if (!isExactly<DtPtrHashKey>(key))
+      return true;
+   void const * const address = static_cast<DtPtrHashKey const &>(key).DtPtrHashKey::value();
+   return key.DtBaseHashKey::hashValue() ==
+          static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(address));
+}
+
 /// The class of a key, if it is one of the library's own, or null.
 std::type_info const * ownClassOf(DtBaseHashKey const & key)
 {
    bool const isOwn = isExactly<DtStringHashKey>(key) || isExactly<DtIntHashKey>(key) ||
                       isExactly<DtPtrHashKey>(key) || isExactly<DtWStringHashKey>(key);
-   return isOwn ? &typeid(key) : nullptr;
+   return isOwn && hasOwnHash(key) ? &typeid(key) : nullptr;
 }
 
 template<class Word>
@@ -157,6 +179,7 @@ DtHashlist & DtHashlist::operator=(DtHashlist const & other)
 
 DtHashlist::~DtHashlist()
 {
+   keyClass = nullptr; // a subclass may have chosen the buckets
    DtHashlist::empty();
    // What a key that doesn't find itself has left.
    for (int i = 0; i < bucketCount && keyList.count() > 0; ++i)
@@ -204,7 +227,7 @@ void * DtHashlist::drop(DtList & bucket, DtListItem * item)
 /// that this one is of.
 inline bool DtHashlist::isIndexed(DtBaseHashKey const & key) const
 {
-   return keyClass == &typeid(key) && isExactly<DtHashlist>(*this) &&
+   return keyClass == &typeid(key) && isExactly<DtHashlist>(*this) && hasOwnHash(key) &&
           !DtBaseHashKey::aStoredKeyChanged.load(std::memory_order_relaxed);
 }
 
@@ -305,11 +328,15 @@ DtList const * DtHashlist::keys() const
 
 void DtHashlist::empty()
 {
+   unsigned int left = 0;
    for (DtListItem const * item = keyList.first(); item != nullptr;)
    {
-      DtBaseHashKey const & key = keyAt(item);
-      item = item->next();
-      remove(key);
+      unsigned int const count = keyList.count();
+      remove(keyAt(item));
+      // A key that was changed may not find itself, or another one in its place.
+      DtListItem const * const next = keyList.count() == count ? item : itemAt(keyList, left);
+      left += next == item ? 1 : 0;
+      item = next == item ? item->next() : next;
    }
 }
 
