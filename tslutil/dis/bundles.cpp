@@ -17,9 +17,15 @@ Destination::Destination(DtInetEndpoint const & endpoint) : to(endpoint)
 
 void Bundle::add(std::int64_t fill, DtInetSockChain const & pdu)
 {
-   char * copy = startPdu(fill, static_cast<std::size_t>(chainSize(pdu)));
+   // The size of a chain ends at the largest int, whatever its vectors hold.
+   std::size_t left = static_cast<std::size_t>(chainSize(pdu));
+   char * copy = startPdu(fill, left);
    for (std::vector<char> const * piece : pdu)
-      copy = std::copy(piece->begin(), piece->end(), copy);
+   {
+      std::size_t const size = std::min(left, piece->size());
+      copy = std::copy_n(piece->begin(), size, copy);
+      left -= size;
+   }
 }
 
 void Bundle::clear()
