@@ -60,7 +60,8 @@ std::string shapeOf(std::string bytes)
 /// The class itself, with what it keeps protected in reach.
 struct Opened : DtDisSocket
 {
-   using DtDisSocket::DtDisSocket, DtDisSocket::disSendSocket, DtInetSocket::myDestination;
+   using DtDisSocket::DtDisSocket, DtDisSocket::disSendSocket, DtInetSocket::myDestination,
+      DtDisSocket::unbundle;
 };
 
 int senderOf(DtDisSocket & dis)
@@ -73,6 +74,10 @@ std::map<std::string, DtInetSocketProcessingCb> const theCallbacks = {
    {"refuse", [](auto *, int, auto &, auto &, void *) { return -1; }},
    {"scribble", [](auto *, int count, auto & chain, auto &, void *)
     { return std::fill(chain[0]->begin(), chain[0]->end(), 's'), count; }},
+   {"grow", [](auto *, int count, auto & chain, auto &, void *)
+    { return chain[0]->resize(2 * chain[0]->size(), 's'), count; }},
+   {"pass", [](auto *, int count, auto &, auto &, void *) { return count; }},
+   {"unbundle", &Opened::unbundle},
    {"send more once", [](auto * socket, int, auto &, auto & to, void * isAsked)
     {
        if (std::exchange(*static_cast<bool *>(isAsked), false))

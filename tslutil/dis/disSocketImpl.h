@@ -29,7 +29,7 @@ struct FlatChain
    /// Has it hold `size` bytes, of which those that were there stay.
    void resize(std::size_t size)
    {
-      if (bytes.size() != size)
+      if (bytes.size() != size || dirty > size)
          changeSize(size);
    }
 
@@ -99,6 +99,8 @@ struct DtDisSocketImpl
    DtPduFilterTest exerciseTest;
    DtPduFilterTest kindTest;
    DtPduFilterTest ipTest;
+   /// Of the tables as they were last looked at.
+   bool hasOwnReceiveCallbacks = false;
 
    /// Guards destinations, bundles, queue, counters and the error text, if the socket's flags ask for it.
    DtMutex lock;
@@ -114,15 +116,6 @@ struct DtDisSocketImpl
       return (versionTest.passesAll() && exerciseTest.passesAll() && kindTest.passesAll() &&
               ipTest.passesAll()) ||
              evaluateTests(header, from);
-   }
-
-   /// The kept object, which is made when it is needed or lent.
-   template<class Kept>
-   [[nodiscard]] static Kept & made(std::unique_ptr<Kept> & place)
-   {
-      if (place == nullptr)
-         place.reset(new Kept);
-      return *place;
    }
 
    bool hasOpenSendSocket() const { return sendSide != nullptr && sendSide->socket.isOpen(); }

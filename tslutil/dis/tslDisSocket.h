@@ -15,7 +15,8 @@ struct DtDisSocketImpl;
 namespace tsl
 {
 struct Bundle;
-}
+struct FlatChain;
+} // namespace tsl
 
 /// The socket on which DIS PDUs travel. To a UDP socket it adds several destinations per send, bundles (many
 /// PDUs in one datagram), a send socket of its own by which it recognises its own traffic and drops it on
@@ -232,13 +233,14 @@ private:
    DtInetSockFlushStatus sendBundle(tsl::Bundle & bundle);
    bool joinsBundle(char const * data, std::size_t size, DtInetEndpoint & to, unsigned long flags);
    bool hasOwnReceiveOnly();
+   bool isOwnReceive();
    DtInetSockRcvStatus judge(int count, int status, DtInetSockChain & chain, DtInetEndpoint & from);
    DtInetSockRcvStatus judgeSingle(char * pdu, int size, DtInetEndpoint & from);
    DtInetSockRcvStatus serveSingle(char * data, DtInetEndpoint & from);
    DtInetSockRcvStatus serveCoupled(char * data, std::size_t size, DtInetEndpoint & from);
    DtInetSockRcvStatus receiveDirectly(char * data, std::size_t size, DtInetEndpoint & from);
-   DtInetSockRcvStatus receivedNothing(int count);
-   DtInetSockRcvStatus splitReceived(char * data, int count, DtInetEndpoint & from);
+   DtInetSockRcvStatus receivedNothing(tsl::FlatChain & flat, int count);
+   DtInetSockRcvStatus splitReceived(tsl::FlatChain & flat, char * data, int count, DtInetEndpoint & from);
    DtInetSockRcvStatus receiveByChain(char * data, std::size_t size, DtInetEndpoint & from,
                                       unsigned long flags);
 

@@ -3,11 +3,13 @@
 #include "tslutil/dis/pduReader.h"
 #include "tslutil/dis/tslDisSocket.h"
 #include "tslutil/inet/endpointAccess.h"
+#include "tslutil/inet/socketAccess.h"
 #include "tslutil/inet/udpSocketImpl.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <typeinfo>
 
 namespace
@@ -107,13 +109,30 @@ int DtDisSocket::filterExercisePdus(int count, DtInetSockChain & chain, DtInetEn
    return size;
 }
 
-/// Whether the callbacks of a receive are this class's own and nothing else.
+/// Whether the callbacks of a receive are this class's own, in their order, and nothing else.
 inline bool DtDisSocket::hasOwnReceiveOnly()
 {
-   // Only subclasses can take the class's own callbacks away.
-   std::size_t const after = myImpl->sendSide == nullptr ? 3 : 4;
-   return callbacks(DtInetSockPreReceive).size() == 1 && callbacks(DtInetSockPostReceive).size() == after &&
-          typeid(*this) == typeid(DtDisSocket);
+   if (tsl::SocketAccess::haveCallbacksChanged(*this))
+      myImpl->hasOwnReceiveCallbacks = isOwnReceive();
+   return myImpl->hasOwnReceiveCallbacks && typeid(*this) == typeid(DtDisSocket);
+}
+
+/// The same by a look at the tables: a subclass may hand out the class's callbacks, and a program take them
+/// away from here or order them anew.
+bool DtDisSocket::isOwnReceive()
+{
+   bool const suppresses = myImpl->sendSide != nullptr;
+   DtInetSockCallbackTable const & before = callbacks(DtInetSockPreReceive);
+   DtInetSockCallbackTable const & after = callbacks(DtInetSockPostReceive);
+   if (before.size() != 1 || after.size() != (suppresses ? 4 : 3))
+      return false;
+   auto entry = before.begin();
+   auto const isNext = [&](DtInetSocketProcessingCb own) { return entry++->second->callback == own; };
+   if (!isNext(&DtDisSocket::getNextBundle))
+      return false;
+   entry = after.begin();
+   return isNext(&DtDisSocket::minSizeFilter) && (!suppresses || isNext(&DtDisSocket::suppressSelfReflect)) &&
+          isNext(&DtDisSocket::unbundle) && isNext(&DtDisSocket::filterExercisePdus);
 }
 
 /// Runs this class's own post-receive callbacks, without the way through their table.
@@ -148,16 +167,16 @@ inline DtInetSockRcvStatus DtDisSocket::judgeSingle(char * pdu, int size, DtInet
 /// Receives with an empty queue as recvToChainFrom() does with this class's own callbacks.
 DtInetSockRcvStatus DtDisSocket::receiveDirectly(char * data, std::size_t size, DtInetEndpoint & from)
 {
-   tsl::FlatChain & flat = myImpl->made(myImpl->flatReceive);
-   flat.resize(size);
-   int const count = receivePiece(flat.bytes.data(), size, from);
+   tsl::Loan<tsl::FlatChain> flat(myImpl->flatReceive);
+   flat->resize(size);
+   char * const bytes = flat->bytes.data();
+   int const count = receivePiece(bytes, size, from);
    if (count < 1)
-      return receivedNothing(count);
-   flat.zeroBehind(static_cast<std::size_t>(count));
-   char * const bytes = flat.bytes.data();
+      return receivedNothing(*flat, count);
+   flat->zeroBehind(static_cast<std::size_t>(count));
    bool const isPlain = size >= sizeof(DtDisSocketPduHeader) && isSingle(bytes, count);
    if (!__builtin_expect(isPlain, true))
-      return splitReceived(data, count, from);
+      return splitReceived(*flat, data, count, from);
    DtInetSockRcvStatus const result = judgeSingle(bytes, count, from);
    if (result > 0)
       std::memcpy(data, bytes, static_cast<std::size_t>(count));
@@ -165,23 +184,23 @@ DtInetSockRcvStatus DtDisSocket::receiveDirectly(char * data, std::size_t size, 
 }
 
 /// Ends a receive that brought nothing. The callbacks leave such a count as it is.
-DtInetSockRcvStatus DtDisSocket::receivedNothing(int count)
+DtInetSockRcvStatus DtDisSocket::receivedNothing(tsl::FlatChain & flat, int count)
 {
    // Only a poll is sure to have written nothing.
    bool const isPoll = myNonBlocking || (myFlags & DtInetSockFlagAsyncReceive) != 0;
    if (count < 0 || !isPoll)
-      myImpl->flatReceive->dirty = myImpl->flatReceive->bytes.size();
+      flat.dirty = flat.bytes.size();
    return DtInetSockRcvStatus(count);
 }
 
 /// Goes on with a received datagram that needs more than a look at its header.
-DtInetSockRcvStatus DtDisSocket::splitReceived(char * data, int count, DtInetEndpoint & from)
+DtInetSockRcvStatus DtDisSocket::splitReceived(tsl::FlatChain & flat, char * data, int count,
+                                               DtInetEndpoint & from)
 {
-   tsl::Loan<tsl::FlatChain> flat(myImpl->flatReceive);
-   flat->chain.assign(1, &flat->bytes);
-   DtInetSockRcvStatus const result = judge(count, DtInetSockRcvNothing, flat->chain, from);
+   flat.chain.assign(1, &flat.bytes);
+   DtInetSockRcvStatus const result = judge(count, DtInetSockRcvNothing, flat.chain, from);
    if (result > 0)
-      std::copy_n(flat->bytes.begin(), std::min(flat->bytes.size(), static_cast<std::size_t>(result)), data);
+      std::copy_n(flat.bytes.begin(), std::min(flat.bytes.size(), static_cast<std::size_t>(result)), data);
    return result;
 }
 
@@ -246,7 +265,7 @@ DtInetSockRcvStatus DtDisSocket::receiveByChain(char * data, std::size_t size, D
    tsl::Loan<tsl::FlatChain> flat(myImpl->flatReceive);
    flat->resize(size);
    flat->zeroBehind(0);
-   flat->dirty = size; // whatever callbacks write
+   flat->dirty = std::numeric_limits<std::size_t>::max(); // callbacks may write all, and resize it
    flat->chain.assign(1, &flat->bytes);
    DtInetSockRcvStatus const result = recvToChainFrom(flat->chain, from, flags);
    if (result > 0)

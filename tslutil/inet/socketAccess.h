@@ -6,6 +6,8 @@
 
 #include <boost/system/error_code.hpp>
 
+#include <utility>
+
 namespace tsl
 {
 
@@ -54,6 +56,12 @@ struct SocketAccess
    static DtInetSockCallbackTable & callbacks(DtInetSocket & socket, DtInetSockProcessingType type)
    {
       return socket.myCallbacks[type];
+   }
+
+   /// Whether callbacks have come or gone since this was last asked. For one asker of each socket.
+   static bool haveCallbacksChanged(DtInetSocket & socket)
+   {
+      return std::exchange(socket.haveCallbacksChanged, false);
    }
 
    // Of sockets that are of the library's own classes, which don't override these, without a virtual call.

@@ -45,7 +45,8 @@ DtInetSocket::DtInetSocket()
      myTotalBytesReceived(0),
      myTotalPacketsReceived(0),
      myCallbackRuns(0),
-     hasDeadCallbacks(false)
+     hasDeadCallbacks(false),
+     haveCallbacksChanged(true)
 {
 }
 
@@ -212,6 +213,7 @@ bool DtInetSocket::addProcessingCallback(DtInetSockProcessingType type, DtInetSo
    *entry = {callback, userData, key};
    table.emplace(key, entry.get());
    entry.release();
+   haveCallbacksChanged = true;
    return true;
 }
 
@@ -227,6 +229,7 @@ bool DtInetSocket::findAndRemoveCallback(DtInetSockCallbackTable & table, DtInet
                    [callback](auto const & entry) { return entry.second->callback == callback; });
    if (found == table.end() || callback == nullptr)
       return false;
+   haveCallbacksChanged = true;
    if (myCallbackRuns > 0)
    {
       found->second->callback = nullptr;
@@ -263,4 +266,5 @@ void DtInetSocket::sweepCallbacks()
             entry = table.erase(entry);
          }
    hasDeadCallbacks = false;
+   haveCallbacksChanged = true;
 }

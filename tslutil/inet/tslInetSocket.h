@@ -384,4 +384,6 @@ private:
    int myCallbackRuns;
    /// Whether a callback was removed meanwhile.
    bool hasDeadCallbacks;
+   /// Whether callbacks have come or gone since tsl::SocketAccess::haveCallbacksChanged() was last asked.
+   bool haveCallbacksChanged;
 };
