@@ -44,8 +44,6 @@ bool isExactly(Base const & object)
 /// Whether a number or an address has the hash that it tells: copied from a subclass, it may have another.
 bool hasOwnHash(DtBaseHashKey const & key)
 {
-   if (isExactly<DtStringHashKey>(key))
-      return true;
    if (isExactly<DtIntHashKey>(key))
       return key.DtBaseHashKey::hashValue() == static_cast<DtIntHashKey const &>(key).DtIntHashKey::value();
    if (!isExactly<DtPtrHashKey>(key))
@@ -224,10 +222,10 @@ void * DtHashlist::drop(DtList & bucket, DtListItem * item)
 
 /// Whether the index finds a key as a walk of its bucket would: no subclass can have changed what the
 /// operations do and what the buckets hold, and all keys are as they were added, of the library's own class
-/// that this one is of.
+/// that this one is of. That this one hasOwnHash() is left to the caller.
 inline bool DtHashlist::isIndexed(DtBaseHashKey const & key) const
 {
-   return keyClass == &typeid(key) && isExactly<DtHashlist>(*this) && hasOwnHash(key) &&
+   return keyClass == &typeid(key) && isExactly<DtHashlist>(*this) &&
           !DtBaseHashKey::aStoredKeyChanged.load(std::memory_order_relaxed);
 }
 
@@ -292,7 +290,7 @@ void * DtHashlist::lookup(DtBaseHashKey const & key) const
 [[gnu::noinline]] void * DtHashlist::lookupOther(DtBaseHashKey const & key) const
 {
    DtListItem const * item = nullptr;
-   if (!isIndexed(key))
+   if (!isIndexed(key) || !hasOwnHash(key))
       item = itemLookup(key);
    else if (DtHashItem const * const record = find(key))
       item = record->myListItem;
@@ -360,7 +358,7 @@ DtList * DtHashlist::bucketFromHashKey(DtBaseHashKey const & key) const
 
 DtListItem * DtHashlist::bucketItemLookup(DtBaseHashKey const & key) const
 {
-   if (!isIndexed(key))
+   if (!isIndexed(key) || !hasOwnHash(key))
       return findInBucket(*bucketFromHashKey(key),
                           [&key](DtHashItem const & record) { return record.hashKey().equalTo(key); });
    DtHashItem const * const record = find(key);
