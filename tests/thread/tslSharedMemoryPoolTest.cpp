@@ -139,6 +139,7 @@ TEST(DtSharedMemoryPool, TellsWhatFailedByItsNumberAndLeavesNothing)
          return testing::Test::HasFailure() ? 1 : 0;
       };
       result = ended(startChild(create));
+      std::filesystem::remove(theFile + "warm"); // it may lie beneath what a child has mounted
       EXPECT_TRUE(result == 0 || result == theUnable) << row.text;
       EXPECT_FALSE(exists(theFile));
    }
